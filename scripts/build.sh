@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Configures and builds one configuration: i386, x86_64 or asan (x86_64 under
+# AddressSanitizer + UndefinedBehaviorSanitizer), into build/<name>/.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+name=${1:?usage: scripts/build.sh i386|x86_64|asan [cmake options...]}
+shift
+args=(-G Ninja -S . -B "build/$name" -DCMAKE_BUILD_TYPE=RelWithDebInfo)
+case "$name" in
+  i386)   args+=(-DCMAKE_TOOLCHAIN_FILE=cmake/i386.cmake) ;;
+  x86_64) args+=(-DTAVN_ESPEAK_ENGINE=ON) ;;
+  asan)   args+=(-DTAVN_SANITIZE=ON -DTAVN_BENCH=OFF -DTAVN_ESPEAK_ENGINE=ON) ;;
+  *) echo "unknown configuration: $name" >&2; exit 2 ;;
+esac
+cmake "${args[@]}" "$@" >/dev/null
+cmake --build "build/$name"
