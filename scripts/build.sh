@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Configures and builds one configuration: i386, x86_64 or asan (x86_64 under
 # AddressSanitizer + UndefinedBehaviorSanitizer), into build/<name>/.
+# BUILD_DIR overrides the folder; BUILD_TARGET builds one target only.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 name=${1:?usage: scripts/build.sh i386|x86_64|asan [cmake options...]}
 shift
-args=(-G Ninja -S . -B "build/$name" -DCMAKE_BUILD_TYPE=RelWithDebInfo)
+dir=${BUILD_DIR:-build/$name}
+args=(-G Ninja -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo)
 case "$name" in
   i386)   args+=(-DCMAKE_TOOLCHAIN_FILE=cmake/i386.cmake) ;;
   x86_64) args+=(-DTAVN_ESPEAK_ENGINE=ON) ;;
@@ -14,4 +16,4 @@ case "$name" in
   *) echo "unknown configuration: $name" >&2; exit 2 ;;
 esac
 cmake "${args[@]}" "$@" >/dev/null
-cmake --build "build/$name"
+cmake --build "$dir" ${BUILD_TARGET:+--target "$BUILD_TARGET"}
