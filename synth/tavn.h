@@ -25,6 +25,12 @@
 #define TAVN_ERR_OPEN_FILE        0x80650301u /* text file unreadable or output file unwritable */
 #define TAVN_ERR_OUTPUT_TOO_SHORT 0x80650306u /* under 200 audio bytes written and no synch text asked for */
 
+#if defined(__GNUC__)
+#define TAVN_EXPORT __attribute__((visibility("default")))
+#else
+#define TAVN_EXPORT
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -34,7 +40,7 @@ extern "C" {
  * characters used), conn_str2 (47) and params (127) go to the engine and may
  * be null.  Writes "enter"/"leave" traces and a closing record to the log;
  * an exception inside the request becomes TAVN_ERR_EXCEPTION. */
-uint32_t TalvernSynth(const char* text, bool is_file, const char* out_file,
+TAVN_EXPORT uint32_t TalvernSynth(const char* text, bool is_file, const char* out_file,
                       const char* conn_str1, const char* conn_str2, const char* params);
 
 /* As TalvernSynth, with wide strings.  Each string is converted to multibyte
@@ -42,7 +48,7 @@ uint32_t TalvernSynth(const char* text, bool is_file, const char* out_file,
  * otherwise the current locale), which is switched for the whole process for
  * the length of each conversion.  A null pointer is not a result code: the
  * C++ exception std::logic_error leaves the call. */
-uint32_t TalvernSynthW(const wchar_t* text, bool is_file, const wchar_t* out_file,
+TAVN_EXPORT uint32_t TalvernSynthW(const wchar_t* text, bool is_file, const wchar_t* out_file,
                        const wchar_t* conn_str1, const wchar_t* conn_str2,
                        const wchar_t* params);
 
@@ -50,7 +56,7 @@ uint32_t TalvernSynthW(const wchar_t* text, bool is_file, const wchar_t* out_fil
  * the caller's buffer *synch_buf, whose capacity synch_size must be one less
  * than its size (the terminator may land one past it).  out_file and
  * media_url must not be null.  No log traces; exceptions are not caught. */
-uint32_t TavnSynthSyn(const char* text, bool is_file, const char* out_file,
+TAVN_EXPORT uint32_t TavnSynthSyn(const char* text, bool is_file, const char* out_file,
                       const char* conn_str1, const char* conn_str2, const char* params,
                       const char* media_url, char** synch_buf, int synch_size);
 
@@ -58,7 +64,7 @@ uint32_t TavnSynthSyn(const char* text, bool is_file, const char* out_file,
 #include <jni.h>
 /* Native method TalvernSynth of the Java class com.kavri.talvern.  The byte
  * arrays are passed on unconverted; failure codes arrive as negative ints. */
-JNIEXPORT jint JNICALL Java_com_kavri_talvern_TalvernSynth(
+TAVN_EXPORT JNIEXPORT jint JNICALL Java_com_kavri_talvern_TalvernSynth(
     JNIEnv* env, jobject self, jbyteArray text, jboolean is_file, jbyteArray out_file,
     jbyteArray conn_str1, jbyteArray conn_str2, jbyteArray params);
 #endif

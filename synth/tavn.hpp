@@ -24,18 +24,18 @@ struct extra_param_f {
 // when `used` would pass `capacity`: the buffer is then emptied (its first
 // character set to zero) and an error is logged.  The terminator is not
 // counted and may land one character past `capacity`.
-int write_synch(extra_param_f* rec, const char* text);
+TAVN_EXPORT int write_synch(extra_param_f* rec, const char* text);
 
 // The request driver: checks the request, loads the text (at most 65536
 // bytes), connects to the engine, writes the audio file and disconnects.
 // `synch` is null or an extra_param_f*.  Returns 0, a TAVN_ERR_* code or the
 // engine's result.  Reentrant; exceptions (allocation, logger) propagate.
-uint32_t Talvern_Impl(const char* text, bool is_file, const char* out_file,
+TAVN_EXPORT uint32_t Talvern_Impl(const char* text, bool is_file, const char* out_file,
                       const char* conn_str1, const char* conn_str2, const char* params,
                       void* synch);
 
 // Format converter hook of the driver's ".tmp" path: not part of this
 // library, so it ignores its arguments and always returns -1.
-int ConvertToNMSVceFile(const char* source, const char* target, int format);
+TAVN_EXPORT int ConvertToNMSVceFile(const char* source, const char* target, int format);
 
 #endif  // TAVN_TAVN_HPP_
