@@ -1,5 +1,9 @@
 #include "log/token_map.h"
 
+#include <vector>
+
+#include "log/log_cfg_text.h"
+
 namespace KAVRI_LOG {
 
 const token_map<int> style_tokens[] = {
@@ -18,5 +22,28 @@ const token_map<int> level_tokens[] = {
     {0, "none"},
     {0, nullptr},
 };
+
+template <typename T>
+int get_maped_token(T& value, const std::string& word, const token_map<T>* table) {
+  if (table == nullptr) return -1;
+  std::string folded(word);  // folded but deliberately not trimmed
+  fold_ascii_lower(folded);
+  std::vector<std::string> items;
+  for (const token_map<T>* entry = table; entry->words != nullptr; ++entry) {
+    std::string words(entry->words);
+    fold_ascii_lower(words);
+    items.clear();
+    split_quoted(words, ",;", false, items);
+    for (const std::string& item : items) {
+      if (item == folded) {
+        value = entry->value;
+        return 0;
+      }
+    }
+  }
+  return -1;
+}
+
+template int get_maped_token<int>(int&, const std::string&, const token_map<int>*);
 
 }  // namespace KAVRI_LOG
