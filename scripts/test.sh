@@ -11,6 +11,6 @@ for config in i386 x86_64 asan; do
   scripts/build.sh "$config"
   echo "=== $config: test"
   ASAN_OPTIONS=halt_on_error=1:detect_leaks=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
-    ctest --test-dir "build/$config" --output-on-failure -j2
+    LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp ctest --test-dir "build/$config" --output-on-failure -j2
 done
 echo "All configurations passed."

@@ -33,9 +33,11 @@ struct Connection {
   std::vector<uint8_t> buf;   // the current piece's bytes
 };
 
+std::vector<Piece> default_script();
+
 struct State {
   std::mutex mu;
-  std::vector<Piece> script;
+  std::vector<Piece> script = default_script();
   Stream stream;
   Failure failures[6];
   bool has_format = false;
@@ -96,6 +98,14 @@ Connection* find(uint32_t handle) {
 
 }  // namespace
 
+namespace {
+// What an unprogrammed engine says: a header, then 1600 bytes of sound
+// (0.1 s of 16 kHz 8-bit audio) in one more piece.
+std::vector<Piece> default_script() {
+  return {make_piece(1, 44, 0, 0, 0, 0, 44), make_piece(0, 44, 1600, 0x22, 0, 0, 44)};
+}
+}  // namespace
+
 std::vector<uint8_t> wave_header(int length, uint16_t format_tag, uint32_t rate,
                                  uint16_t bits) {
   std::vector<uint8_t> h(static_cast<size_t>(length), 0);
@@ -136,7 +146,7 @@ Piece make_piece(uint32_t status, int header_length, uint32_t audio_bytes, uint8
 void reset() {
   State& s = state();
   std::lock_guard<std::mutex> lock(s.mu);
-  s.script.clear();
+  s.script = default_script();
   s.stream = Stream();
   for (Failure& f : s.failures) f = Failure();
   s.has_format = false;

@@ -39,7 +39,8 @@ Piece make_piece(uint32_t status, int header_length, uint32_t audio_bytes,
 
 enum class Op { Initialize, Connect, SetParam, SynthText, FetchNext, Disconnect };
 
-// Forgets script, failures, stored format and records.
+// Back to the default script (a header piece, then one piece of 1600
+// sound bytes); forgets failures, stored format and records.
 void reset();
 void set_script(std::vector<Piece> pieces);
 // Makes `op` return `result`.  For Connect the handle is 0 and `result`

@@ -1,0 +1,188 @@
+// The synch text: write_synch, and the head, sentence records and tail that
+// a request with a synch record produces.
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <string>
+
+#include "engines/scripted/scripted_engine.h"
+#include "synth/result_codes.h"
+#include "synth/tavn.hpp"
+#include "test_util.h"
+
+namespace {
+
+using scripted::make_piece;
+using scripted::Piece;
+
+std::string head(const std::string& url, const std::string& path) {
+  return "{\nMediaUrl:\"" + url + "\",\nAbsolutePath:\"" + path + "\",\nSentenses : [";
+}
+std::string first(const std::string& text) {
+  return "{\n    Time:\"0.000000s\",\n    SentenseText :\"" + text + "\"\n}";
+}
+std::string next(const std::string& time, const std::string& text) {
+  return ",\n{\n    Time:\"" + time + "s\",\n    SentenseText :\"" + text + "\"\n}";
+}
+const std::string kTail = "]\n}";
+
+// A sentence piece: a 44-byte header plus `sound` bytes, the header counted
+// as non-audio.
+Piece sentence(uint32_t sound, uint32_t begin, uint32_t end, uint32_t status = 1) {
+  return make_piece(status, 44, sound, 0x11, begin, end, 44);
+}
+
+TEST(WriteSynch, CapacityRules) {
+  struct Case {
+    int used, capacity;
+    const char* text;
+    int want, used_after;
+    const char* content;
+  } cases[] = {
+      {0, 5, "abcde", 0, 5, "abcde"},    // equal to capacity: accepted
+      {0, 4, "abcde", -1, 5, ""},        // one over: emptied
+      {2, 5, "cde", 0, 5, "xxcde"},
+      {6, 5, "", -1, 6, ""},             // an earlier failure makes every append fail
+      {-3, 10, "ab", -1, -1, ""},        // a negative position is never written
+      {0, -1, "", -1, 0, ""},
+  };
+  for (const Case& c : cases) {
+    char buf[16] = "xxxxxxxxxx";
+    char* p = buf;
+    extra_param_f rec{0, "", "", &p, c.used, c.capacity};
+    EXPECT_EQ(write_synch(&rec, c.text), c.want) << c.used << "/" << c.capacity;
+    EXPECT_EQ(rec.used, c.used_after);
+    EXPECT_STREQ(buf, c.content);
+  }
+  extra_param_f no_buffer{0, "", "", nullptr, 0, 100};
+  EXPECT_EQ(write_synch(&no_buffer, "x"), -1);
+}
+
+class Synch : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    scripted::reset();
+    scripted::set_format(true, 4);  // 16 kHz, 16 bits: 32000 bytes a second
+  }
+  // Runs a request for `text` with the given fetched pieces (after a
+  // header-only first piece) and a synch buffer of `capacity`.
+  uint32_t run(const char* text, std::vector<Piece> fetched, int capacity = 4000,
+               const char* url = "http://m/a") {
+    fetched.insert(fetched.begin(), make_piece(1, 44, 0, 0, 0, 0, 44));
+    scripted::set_script(std::move(fetched));
+    buf_.assign(static_cast<size_t>(capacity) + 1, '#');
+    char* p = &buf_[0];
+    return TavnSynthSyn(text, false, out().c_str(), nullptr, nullptr, nullptr, url, &p, capacity);
+  }
+  std::string text() const { return std::string(buf_.c_str()); }
+  std::string out() const { return dir_.file("s.wav"); }
+  TempDir dir_;
+  std::string buf_;
+};
+
+TEST_F(Synch, TimesAndRecords) {
+  const char* t = "Hello. World. Again.";
+  struct Case {
+    const char* name;
+    std::vector<Piece> pieces;
+    std::string body;
+  } cases[] = {
+      {"two sentences, the first spread over two pieces",
+       {sentence(32000, 0, 6), sentence(32000, 0, 6), sentence(32000, 7, 13, 0)},
+       first("Hello.") + next("2.000000", "World.")},
+      {"begins A, B, A give three records",
+       {sentence(16000, 0, 6), sentence(16000, 7, 13), sentence(16000, 0, 6, 0)},
+       first("Hello.") + next("0.500000", "World.") + first("Hello.")},
+      {"the first fetched sentence not at 0 takes the comma form",
+       {sentence(8000, 7, 13), sentence(8000, 14, 20, 0)},
+       next("0.000000", "World.") + next("0.250000", "Again.")},
+      {"an end before the begin gives an empty text",
+       {sentence(100, 0, 6), sentence(100, 14, 7, 0)}, first("Hello.") + next("0.003125", "")},
+      {"offsets past the text are cut to it",
+       {sentence(100, 0, 6), sentence(100, 14, 900, 0)},
+       first("Hello.") + next("0.003125", "Again.")},
+  };
+  for (const Case& c : cases) {
+    ASSERT_EQ(run(t, c.pieces), 0u) << c.name;
+    EXPECT_EQ(text(), head("http://m/a", out()) + c.body + kTail) << c.name;
+  }
+}
+
+TEST_F(Synch, TwoSentencesMakeTwelveLines) {
+  ASSERT_EQ(run("A. B.", {sentence(320, 0, 2), sentence(320, 3, 5, 0)}), 0u);
+  std::string s = text();
+  EXPECT_EQ(std::count(s.begin(), s.end(), '\n'), 11);
+}
+
+TEST_F(Synch, FormatWithoutBitRatePrintsInfinityOrNan) {
+  for (uint32_t fmt : {0u, 23u, 200u}) {
+    scripted::set_format(true, fmt);
+    ASSERT_EQ(run("One. Two. Six.", {sentence(320, 5, 9), sentence(320, 10, 14, 0)}), 0u);
+    std::string s = text();
+    // bits 0 over rate 0 is not a number; later bits over 0 are infinite
+    // ("%6f" pads both to six characters).
+    EXPECT_TRUE(std::regex_search(s, std::regex("Time:\" *-?nans\",\n    SentenseText :\"Two.\"")))
+        << s;
+    EXPECT_NE(s.find("Time:\"   infs\",\n    SentenseText :\"Six.\""), std::string::npos) << s;
+  }
+}
+
+TEST_F(Synch, NoFormatFromTheEngineMeansFormatZero) {
+  scripted::set_format(false);
+  ASSERT_EQ(run("One. Two.", {sentence(320, 0, 4), sentence(320, 5, 9, 0)}), 0u);
+  EXPECT_NE(text().find("Time:\"   infs\""), std::string::npos);
+}
+
+TEST_F(Synch, CapacityAroundTheHead) {
+  const int head_length = static_cast<int>(head("u", out()).size());
+  // Equal: the head is taken and synthesis starts; the first record then
+  // overflows.  One less: refused before the engine synthesises anything.
+  struct Case { int capacity; int synth_calls; } cases[] = {
+      {head_length, 1}, {head_length - 1, 0}};
+  for (const Case& c : cases) {
+    scripted::reset();
+    EXPECT_EQ(run("A. B.", {sentence(320, 0, 2), sentence(320, 3, 5, 0)}, c.capacity, "u"),
+              ERR_SYNCH_BUFFER);
+    EXPECT_EQ(text(), "");
+    EXPECT_EQ(scripted::record().synth_text, c.synth_calls);
+    EXPECT_EQ(scripted::record().open_handles, 0);
+  }
+}
+
+TEST_F(Synch, TailThatDoesNotFit) {
+  std::string full_text;
+  ASSERT_EQ(run("A.", {sentence(320, 0, 2, 0)}), 0u);
+  full_text = text();
+  int capacity = static_cast<int>(full_text.size()) - 1;
+  EXPECT_EQ(run("A.", {sentence(320, 0, 2, 0)}, capacity), ERR_SYNCH_BUFFER);
+  EXPECT_EQ(text(), "");
+}
+
+TEST_F(Synch, ShortAudioIsFineWithSynch) {
+  EXPECT_EQ(run("A.", {sentence(10, 0, 2, 0)}), 0u);
+}
+
+TEST_F(Synch, LongMediaUrlGivesTheWholeHead) {
+  std::string url(600, 'u');
+  ASSERT_EQ(run("A.", {sentence(320, 0, 2, 0)}, 4000, url.c_str()), 0u);
+  EXPECT_EQ(text(), head(url, out()) + first("A.") + kTail);
+}
+
+TEST_F(Synch, OtherModesBehaveAsNoRecord) {
+  scripted::set_script({make_piece(1, 44, 0), sentence(10, 0, 2, 0)});
+  char buf[64] = "untouched";
+  char* p = buf;
+  extra_param_f rec{1, "u", "p", &p, 0, 63};
+  EXPECT_EQ(Talvern_Impl("A.", false, out().c_str(), nullptr, nullptr, nullptr, &rec),
+            ERR_OUTPUT_TOO_SHORT);
+  EXPECT_STREQ(buf, "untouched");
+  EXPECT_EQ(rec.used, 0);
+}
+
+TEST_F(Synch, EngineFailureLeavesTheTextWithoutTail) {
+  scripted::fail(scripted::Op::FetchNext, 0x80002222u, 2);
+  EXPECT_EQ(run("A. B.", {sentence(320, 0, 2), sentence(320, 3, 5, 0)}), 0x80002222u);
+  EXPECT_EQ(text(), head("http://m/a", out()) + first("A."));
+}
+
+}  // namespace
