@@ -1,0 +1,70 @@
+// Log_IO_FILE: a log file held as a stdio stream, always appended to.
+//
+// The lock and configuration pointers are not owned.  Not thread-safe by
+// itself: the logger calls it under its lock.  A closed object (before
+// open(), after close()) accepts every call: writes and size() return 0,
+// empty() returns -1.
+#ifndef TAVN_LOG_LOG_IO_FILE_H_
+#define TAVN_LOG_LOG_IO_FILE_H_
+
+#include <cstdio>
+#include <string>
+
+#include "log/log_io.h"
+
+class Log_IO_FILE : public Log_IO {
+ public:
+  Log_IO_FILE() = default;
+  Log_IO_FILE(const Log_IO_FILE&) = delete;
+  Log_IO_FILE& operator=(const Log_IO_FILE&) = delete;
+
+  // Opens `name` for appending, creating it with permissions 0664.  `mode`
+  // picks the stream mode: 1 "a+b", 2 "wt", 3 "wb", anything else "a+t";
+  // none of them truncates an existing file.  In mode 0 a file whose last
+  // byte is not a line feed gets one first.  `param` is ignored.  Does not
+  // close an earlier stream.  Returns 0, or errno with nothing stored.
+  int open(const char* name, Log_Mutex* mutex, int mode, void* param) override;
+  // Closes the stream if open.  Returns 0.
+  int close() override;
+  // Each write seeks to the end first.  Narrow text: fputs's result.
+  int write(const char* text) override;
+  // Wide text is converted under the current locale and appended as bytes,
+  // so narrow and wide writes mix freely on one file.  Returns 1, or -1
+  // when a character cannot be converted (the text before it is written).
+  int write(const wchar_t* text) override;
+  // Returns the number of bytes written; 0 for a null or empty payload.
+  int write(const void* data, int len) override;
+  // Truncates the file to length 0 (the stream stays open).  Returns 0, or
+  // -1 when closed or the truncation fails.
+  int empty() override;
+  // Flushes the stream's buffer.  Returns 0, or EOF when flushing fails.
+  int flush() override;
+  // The file's length in bytes (at most INT_MAX); the stream position is
+  // left where it was.
+  int size() const override;
+  // With `name` equal to the open file's name ignoring case, truncates the
+  // file in place and returns the truncation's result.  Otherwise closes,
+  // renames the file to `name` (a failed rename is ignored) and reopens
+  // the old name in mode 0 with the same lock; returns that open's result.
+  // A null `name` changes nothing and returns EINVAL.
+  int backup(const char* name) override;
+  FILE* handle() const override;
+  Log_Mutex* mutex() const override;
+  void mutex(Log_Mutex* m) override;
+  Log_Cfg* config() const override;
+  void config(Log_Cfg* cfg) override;
+
+  // Closes the stream if open.
+  virtual ~Log_IO_FILE();
+
+  // The path given to the last successful open().
+  const std::string& file_name() const { return file_name_; }
+
+ private:
+  FILE* stream_ = nullptr;
+  std::string file_name_;
+  Log_Mutex* mutex_ = nullptr;
+  Log_Cfg* config_ = nullptr;
+};
+
+#endif  // TAVN_LOG_LOG_IO_FILE_H_
