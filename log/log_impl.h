@@ -1,0 +1,131 @@
+// Log_Impl_T<IO, LOCK, CFG>: the logger object.  It keeps a live copy of
+// its configuration (CFG, a Log_Cfg_T), writes through an output object
+// (IO, a Log_IO_FILE type) and brackets every file operation with its lock
+// (a Log_Mutex; the logger creates a LOCK when the output object has none).
+//
+// Ownership: the logger closes and deletes io_ and mutex_ only when it
+// created them (own_io_, own_mutex_); objects handed in by a caller stay
+// the caller's and must outlive their use by the logger.
+//
+// Thread safety: level calls and log_msg_i may run on any thread.  Only the
+// file section of a record holds the lock; with the LOCK this library uses
+// (Log_Win32_Process_Mutex, which does nothing) records of parallel threads
+// are serialised only by the stream's own locking.  open() and close() must
+// not race with logging.
+#ifndef TAVN_LOG_LOG_IMPL_H_
+#define TAVN_LOG_LOG_IMPL_H_
+
+#include <cstdarg>
+#include <cstdint>
+
+#include "log/log_cfg.h"
+#include "log/log_io.h"
+#include "log/log_level.h"
+#include "log/log_mutex.h"
+#include "log/log_style.h"
+#include "log/log_time.h"
+
+template <class IO, class LOCK, class CFG>
+class Log_Impl_T {
+ public:
+  // Default configuration; no output object, no lock.
+  Log_Impl_T() = default;
+  Log_Impl_T(const Log_Impl_T&) = delete;
+  Log_Impl_T& operator=(const Log_Impl_T&) = delete;
+  // Closes the logger (tail block, owned file and lock).
+  virtual ~Log_Impl_T() { close(); }
+
+  // Closes, then takes the settings of io->config() (when there is one) and
+  // of `cfg` (when given; it wins), applies the locale, attaches io's lock
+  // or creates a LOCK named after the title, and, when `output` has bit 1,
+  // attaches `io` as it is or creates and opens the log file (directory
+  // included) and writes the head block.  `param` goes to the file's open.
+  // Returns 0, or the output object's open error (the object stays
+  // attached, closed).
+  virtual int open(const CFG* cfg, IO* io, void* param);
+  // Writes the tail block into an owned file, closes and deletes it, and
+  // frees an owned lock.  A caller's output object stays open and attached.
+  // Returns 0.
+  virtual int close();
+  // Take and give back the lock.  The lock's result; -1 without a lock.
+  virtual int lock(int timeout) { return mutex_ != nullptr ? mutex_->acquire(timeout) : -1; }
+  virtual int unlock() { return mutex_ != nullptr ? mutex_->release() : -1; }
+  // Build one record from `msg` and write it to the file and/or console.
+  // `subject` may be null (no subject); `style` 0 uses the configured style.
+  // Lines are cut to 40959 bytes (narrow) or 66559 wide characters, keeping
+  // room for the line break the style asks for.  Exceptions from the file
+  // section are caught and reported on standard output.
+  virtual void log_msg_i(const char* subject, LOG_LEVEL level, int style, const char* msg);
+  virtual void log_msg_i(const char* subject, LOG_LEVEL level, int style, const wchar_t* msg);
+  // Writes `len` raw bytes under the lock, scrambling a copy when a key is
+  // set (the caller's bytes are never changed).  The output object's result;
+  // -1 without one.
+  virtual int write(const void* data, int len);
+  // Writes a separator line of 80 `c` and a line break, unscrambled and not
+  // counted against max_size.  Returns 0 (also when no file is open).
+  virtual int write_bound(char c);
+  // Writes `n` with "%8x" into `buf` when `buf` is non-null and `size` is
+  // above 8.  Returns `buf`.
+  virtual char* subject(int n, char* buf, int size) const;
+  // Name of a level (see KAVRI_LOG::level_name).
+  virtual const char* level_str(int level) const { return KAVRI_LOG::level_name(level); }
+  // XORs each of `len` bytes with the key's low 8 bits when the key is
+  // non-zero.  Returns `len`.
+  virtual int encrypt(void* data, int len);
+  // 1 when subject `n` is let through: bit n of `filter`, always 1 for n
+  // outside 0..31.
+  virtual int sub_output(int n) const;
+  // Subject names are not filtered: always 1.
+  virtual int sub_output(const char* name) const;
+  // Head and tail blocks ("Created"/"Continued", "End"/"Continue"); nothing
+  // when style is "none".  The caller holds the lock and io_ is attached.
+  virtual void write_head(bool created);
+  virtual void write_tail(bool end);
+  // Rotation of the log file; called under the lock when a record would
+  // push the file past max_size.
+  virtual int back_file();
+  // Current time stamp into `buf` (at least 128 bytes); returns `buf`.
+  virtual char* cur_time(char* buf, bool file_form, bool time_only) const {
+    return KAVRI_LOG::format_time(buf, file_form, time_only);
+  }
+  // Follows changes of the configuration file; runs before every record.
+  virtual int check_config();
+
+  // Flushes the file under the lock.
+  void flush();
+
+  // printf-style records at one level each.  Nothing is formatted unless
+  // the level is enabled; messages are cut to 40959 bytes.  log_warn and
+  // log_error flush afterwards.
+  void log_trace(const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+  void log_info(const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+  void log_verbose(const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+  void log_warn(const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+  void log_error(const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+
+  // Fields are public: start-up, rotation and the configuration check work
+  // on them directly.  Change them only while no other thread logs.
+  CFG cfg_;                      // live configuration
+  IO* io_ = nullptr;             // output object, null when none is attached
+  bool own_io_ = true;           // io_ was created here: close and delete it
+  Log_Mutex* mutex_ = nullptr;   // lock around every file operation
+  bool own_mutex_ = false;       // mutex_ was created here: close and free it
+  int32_t last_cfg_check = 0;    // time of the last configuration check
+
+ private:
+  // Writes narrow text to the file: converted to wide when charset is 2.
+  int write_text(const char* text);
+  // Formats and hands over one record of a level entry point.
+  void log_level_v(LOG_LEVEL level, const char* fmt, va_list ap);
+};
+
+#include "log/log_impl_open.h"
+#include "log/log_impl_blocks.h"
+#include "log/log_impl_write.h"
+#include "log/log_impl_record.h"
+#include "log/log_impl_record_w.h"
+#include "log/log_impl_levels.h"
+#include "log/log_impl_back_file.h"
+#include "log/log_impl_check_config.h"
+
+#endif  // TAVN_LOG_LOG_IMPL_H_

@@ -1,0 +1,138 @@
+// Log_Impl_T::open and close.  Included by log/log_impl.h.
+#ifndef TAVN_LOG_LOG_IMPL_OPEN_H_
+#define TAVN_LOG_LOG_IMPL_OPEN_H_
+
+#include <clocale>
+#include <cstdio>
+#include <strings.h>
+
+#include "log/log_make_dir.h"
+
+template <class IO, class LOCK, class CFG>
+int Log_Impl_T<IO, LOCK, CFG>::open(const CFG* cfg, IO* io, void* param) {
+  close();
+
+  // Settings an output object carries come first; an explicit record wins.
+  if (io != nullptr && io->config() != nullptr) {
+    const Log_Cfg& from = *io->config();
+    cfg_.max_size_ = from.max_size();
+    cfg_.max_count_ = from.max_count();
+    cfg_.overwrite_ = from.overwrite();
+    cfg_.output_ = from.output();
+    cfg_.level_ = from.level();
+    cfg_.style_ = from.style();
+    cfg_.filter_ = from.filter();
+    cfg_.module_ = from.module();
+    cfg_.flush_always_ = from.flush_always();
+    cfg_.mode_ = from.mode();
+    cfg_.has_head_ = from.has_head();
+    if (from.locale() != nullptr) cfg_.locale_ = from.locale();
+    cfg_.console_level_ = from.console_level();
+    cfg_.charset_ = from.charset();
+    if (from.file_name() != nullptr) cfg_.file_name_ = from.file_name();
+    if (from.title() != nullptr) cfg_.title_ = from.title();
+    cfg_.encrypt_key = 0;
+    cfg_.cfg_mtime = 0;
+  }
+  if (cfg != nullptr) {
+    cfg_.max_size_ = cfg->max_size_;
+    cfg_.max_count_ = cfg->max_count_;
+    cfg_.overwrite_ = cfg->overwrite_;
+    cfg_.output_ = cfg->output_;
+    cfg_.level_ = cfg->level_;
+    cfg_.style_ = cfg->style_;
+    cfg_.filter_ = cfg->filter_;
+    cfg_.module_ = cfg->module_;
+    cfg_.file_name_ = cfg->file_name_;
+    cfg_.title_ = cfg->title_;
+    cfg_.flush_always_ = cfg->flush_always_;
+    cfg_.cfg_file_ = cfg->cfg_file_;
+    cfg_.section = cfg->section;
+    cfg_.cfg_mtime = cfg->cfg_mtime;
+    cfg_.mode_ = cfg->mode_;
+    cfg_.has_head_ = cfg->has_head_;
+    cfg_.encrypt_key = cfg->encrypt_key;
+    cfg_.locale_ = cfg->locale_;
+    cfg_.console_level_ = cfg->console_level_;
+    cfg_.charset_ = cfg->charset_;
+    cfg_.include = cfg->include;
+    cfg_.exclude = cfg->exclude;
+  }
+
+  // "null" only queries the locale, "empty" takes the environment's,
+  // "skip" leaves it alone; any other name is set as it stands.
+  const char* locale = cfg_.locale_.c_str();
+  if (locale[0] != '\0') {
+    if (strcasecmp(locale, "null") == 0)
+      setlocale(LC_ALL, nullptr);
+    else if (strcasecmp(locale, "empty") == 0)
+      setlocale(LC_ALL, "");
+    else if (strcasecmp(locale, "skip") != 0)
+      setlocale(LC_ALL, locale);
+  }
+
+  if (io != nullptr && io->mutex() != nullptr) {
+    mutex_ = io->mutex();
+    own_mutex_ = false;
+  } else {
+    // Lock name from the title, blanks as "_"; titles are cut at 200 bytes.
+    char title[201];
+    snprintf(title, sizeof title, "%s", cfg_.title());
+    for (char* p = title; *p != '\0'; ++p)
+      if (*p == ' ') *p = '_';
+    char name[260];
+    snprintf(name, sizeof name, "Kavri_Logger_Mutex_%s", title);
+    LOCK* lock_object = new LOCK();
+    const int rc = lock_object->open(name);
+    if (rc != 0) printf("Log_Impl_T::open open lock name %s failed, error = %d.\n", name, rc);
+    mutex_ = lock_object;
+    own_mutex_ = true;
+  }
+
+  if ((cfg_.output_ & 1) == 0) return 0;  // console only: no file, io not kept
+
+  mutex_->acquire(-1);
+  if (io != nullptr) {
+    // A caller's output object is taken as it is: assumed open, no head.
+    io_ = io;
+    own_io_ = false;
+    mutex_->release();
+    return 0;
+  }
+  io_ = new IO();
+  own_io_ = true;
+  io_->mutex(mutex_);
+  KAVRI_LOG::make_log_dir(cfg_.file_name());
+  const int rc = io_->open(cfg_.file_name(), mutex_, cfg_.mode_, param);
+  if (rc != 0) {
+    mutex_->release();
+    return rc;
+  }
+  if (cfg_.has_head_) write_head(true);
+  io_->config(&cfg_);
+  mutex_->release();
+  return 0;
+}
+
+template <class IO, class LOCK, class CFG>
+int Log_Impl_T<IO, LOCK, CFG>::close() {
+  if (io_ != nullptr) {
+    lock(-1);
+    if (own_io_) {
+      if (cfg_.has_head_) write_tail(true);
+      io_->close();
+      delete io_;
+      io_ = nullptr;
+    }
+    unlock();
+  }
+  if (mutex_ != nullptr && own_mutex_) {
+    mutex_->close(false);
+    // Lock objects have no virtual destructor; this one was made as a LOCK.
+    delete static_cast<LOCK*>(mutex_);
+    mutex_ = nullptr;
+  }
+  return 0;
+}
+
+#endif  // TAVN_LOG_LOG_IMPL_OPEN_H_

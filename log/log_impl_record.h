@@ -1,0 +1,93 @@
+// Log_Impl_T::log_msg_i for narrow messages: filters, formats and writes
+// one record.  Included by log/log_impl.h.
+#ifndef TAVN_LOG_LOG_IMPL_RECORD_H_
+#define TAVN_LOG_LOG_IMPL_RECORD_H_
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <pthread.h>
+#include <unistd.h>
+
+#include "log/log_console.h"
+#include "log/log_line.h"
+#include "log/log_text_output.h"
+
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, int style,
+                                          const char* msg) {
+  check_config();
+  if (style == 0) style = cfg_.style_;
+  if (cfg_.output_ == 0 || (level & cfg_.level_) == 0) return;
+  if (msg == nullptr) msg = "";  // a missing message logs as an empty one
+
+  for (const std::string& entry : cfg_.exclude) {
+    if (subject != nullptr && entry == subject) return;
+    if (strstr(msg, entry.c_str()) != nullptr) return;
+  }
+  if (!cfg_.include.empty()) {
+    bool wanted = false;
+    for (const std::string& entry : cfg_.include) {
+      if ((subject != nullptr && entry == subject) || strstr(msg, entry.c_str()) != nullptr) {
+        wanted = true;
+        break;
+      }
+    }
+    if (!wanted) return;
+  }
+
+  // Over-long records are cut at the buffer's end; the line break the style
+  // asks for always has room.
+  char buf[40960];
+  Log_Line<char> line(buf, sizeof buf);
+  if (style & LOG_STYLE_LINE_BREAK) line.keep_free(1);
+  if (style & (LOG_STYLE_FULL_TIME | LOG_STYLE_SHORT_TIME)) {
+    char stamp[KAVRI_LOG::kTimeBufSize];
+    cur_time(stamp, false, (style & LOG_STYLE_FULL_TIME) == 0);
+    line.format("[%s]", stamp);
+  }
+  if (style & LOG_STYLE_LEVEL) line.format("[%s]", level_str(level));
+  if (style & LOG_STYLE_PROCESS) line.format("[Px%04x]", static_cast<unsigned>(getpid()));
+  // The thread id shows its low 32 bits.
+  if (style & LOG_STYLE_THREAD) line.format("[Tx%04x]", static_cast<unsigned>(pthread_self()));
+  if ((style & LOG_STYLE_SUBJECT) && subject != nullptr) line.format("[%-8.8s]", subject);
+  if (!line.empty()) line.append(" ");
+  line.append(msg);
+  if ((style & LOG_STYLE_LINE_BREAK) && (line.empty() || (line.back() != '\n' && line.back() != '\r')))
+    line.append_reserved('\n');
+
+  if (cfg_.output_ & 1) {
+    const int len = static_cast<int>(line.size());
+    lock(-1);
+    if (io_ != nullptr) {  // no output object (never opened): console only
+      try {
+        if (static_cast<uint32_t>(io_->size()) + static_cast<uint32_t>(len) > cfg_.max_size_)
+          back_file();
+        if (cfg_.encrypt_key != 0) {
+          // The terminating zero follows, unscrambled: it is part of the
+          // scrambled file format.
+          encrypt(line.data(), len);
+          io_->write(static_cast<const void*>(line.data()), len + 1);
+        } else {
+          write_text(line.data());
+        }
+        if (cfg_.flush_always_) io_->flush();
+      } catch (...) {
+        puts("\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i catch exception CATCHED.");
+      }
+    }
+    unlock();
+  }
+
+  // The console shows the same buffer, scrambled bytes included.
+  if ((cfg_.output_ & 2) && (level & cfg_.console_level_)) {
+    if (cfg_.charset_ == 2) {
+      wchar_t wide[KAVRI_LOG::kWideTextChars];
+      KAVRI_LOG::echo_wide_as_narrow(KAVRI_LOG::widen_text(line.data(), wide));
+    } else {
+      KAVRI_LOG::echo_narrow(line.data());
+    }
+  }
+}
+
+#endif  // TAVN_LOG_LOG_IMPL_RECORD_H_

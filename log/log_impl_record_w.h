@@ -1,0 +1,125 @@
+// Log_Impl_T::log_msg_i for wide messages.  Included by log/log_impl.h.
+//
+// Differs from the narrow form: no include/exclude filtering, a line of
+// 66560 wide characters, a blank before the message even without a prefix,
+// narrow file text only for charset 1, and a scrambled record that covers
+// only its first `len` bytes (len counted in characters) by design.
+#ifndef TAVN_LOG_LOG_IMPL_RECORD_W_H_
+#define TAVN_LOG_LOG_IMPL_RECORD_W_H_
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cwchar>
+#include <memory>
+#include <new>
+#include <pthread.h>
+#include <unistd.h>
+
+#include "log/log_console.h"
+#include "log/log_line.h"
+#include "log/log_text_output.h"
+
+namespace KAVRI_LOG {
+
+// Widens a short narrow text (time stamp, level name, subject) into `out`
+// of `size` characters, cut to fit; bytes that do not convert are widened
+// one by one.
+inline const wchar_t* widen_part(const char* text, wchar_t* out, size_t size) {
+  size_t n = mbstowcs(out, text, size - 1);
+  if (n == static_cast<size_t>(-1)) {
+    for (n = 0; n < size - 1 && text[n] != '\0'; ++n)
+      out[n] = static_cast<wchar_t>(static_cast<signed char>(text[n]));
+  }
+  out[n] = L'\0';
+  return out;
+}
+
+}  // namespace KAVRI_LOG
+
+template <class IO, class LOCK, class CFG>
+void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, int style,
+                                          const wchar_t* msg) {
+  check_config();
+  if (style == 0) style = cfg_.style_;
+  if (cfg_.output_ == 0 || (level & cfg_.level_) == 0) return;
+  if (msg == nullptr) msg = L"";  // a missing message logs as an empty one
+
+  // 266 KB would crowd small thread stacks (a 32-bit JVM's threads get a
+  // few hundred KB), so the wide line lives on the heap; without memory the
+  // record is dropped.
+  constexpr size_t kLineChars = 66560;
+  std::unique_ptr<wchar_t[]> buf(new (std::nothrow) wchar_t[kLineChars]);
+  if (!buf) return;
+  Log_Line<wchar_t> line(buf.get(), kLineChars);
+  if (style & LOG_STYLE_LINE_BREAK) line.keep_free(1);
+
+  wchar_t part[200];
+  wchar_t text[KAVRI_LOG::kTimeBufSize];
+  if (style & (LOG_STYLE_FULL_TIME | LOG_STYLE_SHORT_TIME)) {
+    char stamp[KAVRI_LOG::kTimeBufSize];
+    cur_time(stamp, false, (style & LOG_STYLE_FULL_TIME) == 0);
+    swprintf(part, 200, L"[%ls]", KAVRI_LOG::widen_part(stamp, text, KAVRI_LOG::kTimeBufSize));
+    line.append(part);
+  }
+  if (style & LOG_STYLE_LEVEL) {
+    swprintf(part, 200, L"[%ls]", KAVRI_LOG::widen_part(level_str(level), text, KAVRI_LOG::kTimeBufSize));
+    line.append(part);
+  }
+  if (style & LOG_STYLE_PROCESS) {
+    swprintf(part, 200, L"[Px%04x]", static_cast<unsigned>(getpid()));
+    line.append(part);
+  }
+  if (style & LOG_STYLE_THREAD) {
+    swprintf(part, 200, L"[Tx%04x]", static_cast<unsigned>(pthread_self()));
+    line.append(part);
+  }
+  if ((style & LOG_STYLE_SUBJECT) && subject != nullptr) {
+    // The narrow subject is converted first: read as wide text in place it
+    // would run past its end.
+    wchar_t name[16];
+    swprintf(part, 200, L"[%-8.8ls]", KAVRI_LOG::widen_part(subject, name, 16));
+    line.append(part);
+  }
+  line.append(L" ");
+  line.append(msg);
+  if ((style & LOG_STYLE_LINE_BREAK) && (line.empty() || (line.back() != L'\n' && line.back() != L'\r')))
+    line.append_reserved(L'\n');
+
+  if (cfg_.output_ & 1) {
+    const int len = static_cast<int>(line.size());
+    lock(-1);
+    if (io_ != nullptr) {  // no output object (never opened): console only
+      try {
+        if (static_cast<uint32_t>(io_->size()) + static_cast<uint32_t>(len) > cfg_.max_size_)
+          back_file();
+        if (cfg_.encrypt_key != 0) {
+          // Counted in characters but scrambled and written as bytes: a
+          // scrambled wide record is cut short by design.
+          encrypt(line.data(), len);
+          io_->write(static_cast<const void*>(line.data()), len + 1);
+        } else if (cfg_.charset_ == 1) {
+          KAVRI_LOG::Narrow_Text narrow(line.data());
+          io_->write(narrow.c_str());
+        } else {
+          io_->write(static_cast<const wchar_t*>(line.data()));
+        }
+        if (cfg_.flush_always_) io_->flush();
+      } catch (...) {
+        puts("\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i_w catch exception CATCHED.");
+      }
+    }
+    unlock();
+  }
+
+  if ((cfg_.output_ & 2) && (level & cfg_.console_level_)) {
+    if (cfg_.charset_ == 1) {
+      KAVRI_LOG::Narrow_Text narrow(line.data());
+      KAVRI_LOG::echo_narrow(narrow.c_str());
+    } else {
+      KAVRI_LOG::echo_wide_as_narrow(line.data());
+    }
+  }
+}
+
+#endif  // TAVN_LOG_LOG_IMPL_RECORD_W_H_

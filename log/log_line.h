@@ -1,0 +1,63 @@
+// Log_Line<CharT>: a record line being built in a caller's fixed buffer.
+// Every append is cut at the buffer's end, so no input, however long, is
+// written past it; room set aside with keep_free() stays free for a final
+// line break.  The text is always zero-terminated.
+#ifndef TAVN_LOG_LOG_LINE_H_
+#define TAVN_LOG_LOG_LINE_H_
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <cwchar>
+
+template <class CharT>
+class Log_Line {
+ public:
+  // `capacity` counts the terminating zero and must be at least 1.
+  Log_Line(CharT* buf, size_t capacity) : buf_(buf), end_(capacity - 1) { buf_[0] = 0; }
+
+  // Sets `n` characters aside at the end for append_reserved().
+  void keep_free(size_t n) { limit_ = end_ > n ? end_ - n : 0; }
+
+  void append(const CharT* s) {
+    if (s == nullptr) return;
+    const size_t n = bounded_length(s, limit() - len_);
+    memcpy(buf_ + len_, s, n * sizeof(CharT));
+    len_ += n;
+    buf_[len_] = 0;
+  }
+
+  // Appends `c` in the room kept free, if there is any left.
+  void append_reserved(CharT c) {
+    if (len_ >= end_) return;
+    buf_[len_++] = c;
+    buf_[len_] = 0;
+  }
+
+  // Narrow lines only: appends printf-style text, cut at the limit.
+  void format(const char* fmt, ...) __attribute__((format(printf, 2, 3))) {
+    va_list ap;
+    va_start(ap, fmt);
+    const int n = vsnprintf(buf_ + len_, limit() - len_ + 1, fmt, ap);
+    va_end(ap);
+    if (n > 0) len_ += static_cast<size_t>(n) < limit() - len_ ? static_cast<size_t>(n) : limit() - len_;
+  }
+
+  CharT* data() { return buf_; }
+  size_t size() const { return len_; }
+  bool empty() const { return len_ == 0; }
+  CharT back() const { return len_ > 0 ? buf_[len_ - 1] : 0; }
+
+ private:
+  size_t limit() const { return limit_ < end_ ? limit_ : end_; }
+  static size_t bounded_length(const char* s, size_t max) { return strnlen(s, max); }
+  static size_t bounded_length(const wchar_t* s, size_t max) { return wcsnlen(s, max); }
+
+  CharT* buf_;
+  size_t end_;              // index of the last usable character slot + 1
+  size_t limit_ = ~size_t{0};  // appends stop here; the rest is kept free
+  size_t len_ = 0;
+};
+
+#endif  // TAVN_LOG_LOG_LINE_H_

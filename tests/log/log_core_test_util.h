@@ -1,0 +1,117 @@
+// Helpers shared by the logger core tests: the logger type under test, a
+// scratch directory, file reading and standard-output capture.
+#ifndef TAVN_TESTS_LOG_LOG_CORE_TEST_UTIL_H_
+#define TAVN_TESTS_LOG_LOG_CORE_TEST_UTIL_H_
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "log/log_cfg.h"
+#include "log/log_impl.h"
+#include "log/log_io_file.h"
+#include "log/log_uni_type.h"
+#include "log/log_win32_process_mutex.h"
+
+// Storage policy tag: these tests never read a configuration file.
+struct Core_Test_Heap {};
+using Test_Cfg = Log_Cfg_T<Core_Test_Heap, Log_Cfg>;
+using Test_IO = Log_Uni_Type<Log_IO_FILE, __LOG_TOK_Log_IO_FILE_TAVN_LoggerLog_IO_FILE__>;
+using Test_Logger = Log_Impl_T<Test_IO, Log_Win32_Process_Mutex, Test_Cfg>;
+
+// A fresh directory under /tmp, removed with everything in it.
+class Temp_Dir {
+ public:
+  Temp_Dir() {
+    char tmpl[] = "/tmp/tavn_logcore_XXXXXX";
+    path_ = mkdtemp(tmpl);
+  }
+  ~Temp_Dir() { remove_tree(path_); }
+  std::string file(const std::string& name) const { return path_ + "/" + name; }
+  const std::string& path() const { return path_; }
+
+ private:
+  static void remove_tree(const std::string& path) {
+    if (DIR* d = opendir(path.c_str())) {
+      while (dirent* e = readdir(d)) {
+        const std::string name = e->d_name;
+        if (name == "." || name == "..") continue;
+        const std::string child = path + "/" + name;
+        struct stat st;
+        if (lstat(child.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+          remove_tree(child);
+        else
+          unlink(child.c_str());
+      }
+      closedir(d);
+    }
+    rmdir(path.c_str());
+  }
+  std::string path_;
+};
+
+inline std::string read_file(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+inline void write_file(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+inline bool exists(const std::string& path) {
+  struct stat st;
+  return stat(path.c_str(), &st) == 0;
+}
+
+// Sends standard output into a file until text() is called.
+class Stdout_Capture {
+ public:
+  Stdout_Capture() : file_(std::string(dir_.path()) + "/stdout") {
+    fflush(stdout);
+    saved_ = dup(1);
+    const int fd = ::open(file_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    dup2(fd, 1);
+    ::close(fd);
+  }
+  ~Stdout_Capture() { restore(); }
+  std::string text() {
+    restore();
+    return read_file(file_);
+  }
+
+ private:
+  void restore() {
+    if (saved_ < 0) return;
+    fflush(stdout);
+    dup2(saved_, 1);
+    ::close(saved_);
+    saved_ = -1;
+  }
+  Temp_Dir dir_;
+  std::string file_;
+  int saved_ = -1;
+};
+
+// A configuration writing to `file` with a known title, level and style.
+inline Test_Cfg make_cfg(const std::string& file, int level = -1, int style = 255) {
+  Test_Cfg cfg;
+  cfg.file_name_ = file;
+  cfg.title_ = "Unit Log";
+  cfg.level_ = level;
+  cfg.console_level_ = level;
+  cfg.style_ = style;
+  cfg.locale_ = "skip";
+  return cfg;
+}
+
+#endif  // TAVN_TESTS_LOG_LOG_CORE_TEST_UTIL_H_
