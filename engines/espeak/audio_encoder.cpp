@@ -1,0 +1,171 @@
+#include "engines/espeak/audio_encoder.h"
+
+#include <soxr.h>
+#include <spandsp/telephony.h>
+#include <spandsp/bit_operations.h>
+#include <spandsp/g711.h>
+#include <spandsp/g726.h>
+#include <spandsp/oki_adpcm.h>
+
+#include <climits>
+#include <new>
+
+#include "engines/espeak/engine_codes.h"
+
+namespace espeak_engine {
+namespace {
+
+// Encodes at most this many samples per codec call (the codecs take int).
+constexpr size_t kChunk = 1u << 20;
+
+uint8_t to_unsigned8(int16_t s) {
+  const int v = (s + 32768 + 128) >> 8;  // rounded to the nearest step
+  return static_cast<uint8_t>(v > 255 ? 255 : v);
+}
+
+}  // namespace
+
+AudioEncoder::~AudioEncoder() {
+  release_codec();
+  if (resampler_ != nullptr) soxr_delete(resampler_);
+}
+
+void AudioEncoder::release_codec() {
+  if (g726_ != nullptr) g726_free(g726_);
+  if (oki_ != nullptr) oki_adpcm_free(oki_);
+  g726_ = nullptr;
+  oki_ = nullptr;
+}
+
+uint32_t AudioEncoder::start(const FormatSpec& spec, uint32_t input_rate) {
+  started_ = false;
+  release_codec();
+  if (input_rate == 0 || spec.sample_rate == 0) return ENGINE_ERR_CODEC;
+  if (resampler_ != nullptr && (resampler_rate_ != spec.sample_rate || input_rate_ != input_rate)) {
+    soxr_delete(resampler_);
+    resampler_ = nullptr;
+  }
+  if (resampler_ == nullptr && spec.sample_rate != input_rate) {
+    soxr_error_t err = nullptr;
+    soxr_io_spec_t io = soxr_io_spec(SOXR_INT16_I, SOXR_INT16_I);
+    io.flags = SOXR_NO_DITHER;  // silence stays exactly silent, output is repeatable
+    const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
+    const soxr_runtime_spec_t runtime = soxr_runtime_spec(1);  // no helper threads
+    resampler_ = soxr_create(input_rate, spec.sample_rate, 1, &err, &io, &quality, &runtime);
+    if (resampler_ == nullptr || err != nullptr) {
+      if (resampler_ != nullptr) soxr_delete(resampler_);
+      resampler_ = nullptr;
+      return ENGINE_ERR_CODEC;
+    }
+  }
+  input_rate_ = input_rate;
+  resampler_rate_ = spec.sample_rate;
+  if (resampler_ != nullptr) soxr_clear(resampler_);
+
+  if (spec.codec == Codec::kG726) {
+    // spandsp names the G.726 variants by their bit rate at 8000 samples/s.
+    g726_ = g726_init(nullptr, static_cast<int>(spec.bits * 8000), G726_ENCODING_LINEAR,
+                      G726_PACKING_RIGHT);
+    if (g726_ == nullptr) return ENGINE_ERR_CODEC;
+  } else if (spec.codec == Codec::kVox) {
+    // The 32000 mode codes every input sample; the 6000 Hz rows get samples
+    // already resampled to 6000 Hz.
+    oki_ = oki_adpcm_init(nullptr, 32000);
+    if (oki_ == nullptr) return ENGINE_ERR_CODEC;
+  }
+  spec_ = spec;
+  started_ = true;
+  return 0;
+}
+
+uint32_t AudioEncoder::resample(const int16_t* samples, size_t count) {
+  resampled_.clear();
+  if (resampler_ == nullptr) {
+    resampled_.assign(samples, samples + count);
+    return 0;
+  }
+  // The whole sentence, then the flush: its output is complete and aligned,
+  // and soxr_clear readies the resampler for the next sentence.
+  const size_t expected =
+      static_cast<size_t>(static_cast<double>(count) * resampler_rate_ / input_rate_) + 64;
+  resampled_.resize(expected);
+  size_t done_in = 0, done_out = 0;
+  soxr_error_t err = soxr_process(resampler_, samples, count, &done_in, resampled_.data(),
+                                  resampled_.size(), &done_out);
+  size_t total = done_out;
+  while (err == nullptr) {
+    if (total == resampled_.size()) resampled_.resize(resampled_.size() * 2);
+    size_t more = 0;
+    err = soxr_process(resampler_, nullptr, 0, nullptr, resampled_.data() + total,
+                       resampled_.size() - total, &more);
+    total += more;
+    if (more == 0) break;
+  }
+  soxr_clear(resampler_);
+  if (err != nullptr || done_in != count) return ENGINE_ERR_CODEC;
+  resampled_.resize(total);
+  return 0;
+}
+
+uint32_t AudioEncoder::encode(const int16_t* samples, size_t count, std::vector<uint8_t>* out) {
+  if (!started_) return ENGINE_ERR_CODEC;
+  const size_t old_size = out->size();
+  try {
+    if (uint32_t r = resample(samples, count)) return r;
+    const size_t unit = spec_.sample_unit;
+    resampled_.resize((resampled_.size() + unit - 1) / unit * unit, 0);
+    const size_t n = resampled_.size();
+    const int16_t* in = resampled_.data();
+
+    switch (spec_.codec) {
+      case Codec::kPcm16:
+        out->resize(old_size + 2 * n);
+        for (size_t i = 0; i < n; ++i) {
+          const uint16_t v = static_cast<uint16_t>(in[i]);
+          (*out)[old_size + 2 * i] = static_cast<uint8_t>(v);
+          (*out)[old_size + 2 * i + 1] = static_cast<uint8_t>(v >> 8);
+        }
+        break;
+      case Codec::kPcm8:
+        out->resize(old_size + n);
+        for (size_t i = 0; i < n; ++i) (*out)[old_size + i] = to_unsigned8(in[i]);
+        break;
+      case Codec::kAlaw:
+        out->resize(old_size + n);
+        for (size_t i = 0; i < n; ++i) (*out)[old_size + i] = linear_to_alaw(in[i]);
+        break;
+      case Codec::kUlaw:
+        out->resize(old_size + n);
+        for (size_t i = 0; i < n; ++i) (*out)[old_size + i] = linear_to_ulaw(in[i]);
+        break;
+      case Codec::kG726:
+      case Codec::kVox: {
+        const size_t bytes = n * spec_.bits / 8;  // n is a whole number of bytes' worth
+        out->resize(old_size + bytes);
+        size_t written = 0;
+        for (size_t at = 0; at < n; at += kChunk) {
+          const int len = static_cast<int>(n - at < kChunk ? n - at : kChunk);
+          uint8_t* dst = out->data() + old_size + written;
+          const int got = spec_.codec == Codec::kG726 ? g726_encode(g726_, dst, in + at, len)
+                                                      : oki_adpcm_encode(oki_, dst, in + at, len);
+          if (got < 0) {
+            out->resize(old_size);
+            return ENGINE_ERR_CODEC;
+          }
+          written += static_cast<size_t>(got);
+        }
+        if (written != bytes) {
+          out->resize(old_size);
+          return ENGINE_ERR_CODEC;
+        }
+        break;
+      }
+    }
+  } catch (const std::bad_alloc&) {
+    out->resize(old_size);
+    return ENGINE_ERR_NO_MEMORY;
+  }
+  return 0;
+}
+
+}  // namespace espeak_engine

@@ -1,0 +1,57 @@
+// Turns the synthesizer's samples into one audio data format: resampling
+// (libsoxr) and encoding (libspandsp for G.711, G.726 and OKI ADPCM).
+//
+// One encoder belongs to one connection and is used by one thread at a time.
+// The ADPCM state runs on from sentence to sentence of a request, so the
+// pieces of one request form one continuous stream; start() begins a new one.
+#ifndef TAVN_ENGINES_ESPEAK_AUDIO_ENCODER_H_
+#define TAVN_ENGINES_ESPEAK_AUDIO_ENCODER_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "engines/espeak/format_spec.h"
+
+struct soxr;
+struct g726_state_s;
+struct oki_adpcm_state_s;
+
+namespace espeak_engine {
+
+class AudioEncoder {
+ public:
+  AudioEncoder() = default;
+  ~AudioEncoder();
+  AudioEncoder(const AudioEncoder&) = delete;
+  AudioEncoder& operator=(const AudioEncoder&) = delete;
+
+  // Begins a new stream of `spec` from samples at `input_rate` Hz.  Returns 0,
+  // or ENGINE_ERR_CODEC when the resampler or encoder cannot be made (the
+  // encoder is then unusable until a successful start()).
+  uint32_t start(const FormatSpec& spec, uint32_t input_rate);
+
+  // Resamples and encodes `count` samples (one sentence) and appends the bytes
+  // to `out`.  The resampled sentence is padded with silence to a multiple of
+  // spec.sample_unit samples, so it always ends on a byte boundary and its
+  // byte count is exactly its playing time times the format's byte rate.
+  // Returns 0, ENGINE_ERR_CODEC, or ENGINE_ERR_NO_MEMORY (out unchanged).
+  uint32_t encode(const int16_t* samples, size_t count, std::vector<uint8_t>* out);
+
+ private:
+  void release_codec();
+  uint32_t resample(const int16_t* samples, size_t count);
+
+  FormatSpec spec_;
+  bool started_ = false;
+  uint32_t input_rate_ = 0;
+  soxr* resampler_ = nullptr;       // made for input_rate_ -> resampler_rate_
+  uint32_t resampler_rate_ = 0;
+  g726_state_s* g726_ = nullptr;
+  oki_adpcm_state_s* oki_ = nullptr;
+  std::vector<int16_t> resampled_;  // one sentence at the format's rate
+};
+
+}  // namespace espeak_engine
+
+#endif  // TAVN_ENGINES_ESPEAK_AUDIO_ENCODER_H_

@@ -1,0 +1,71 @@
+#include "engines/espeak/connection.h"
+
+#include <new>
+
+#include "engines/espeak/engine_codes.h"
+#include "engines/espeak/synthesizer.h"
+#include "engines/espeak/wave_header.h"
+
+namespace espeak_engine {
+
+Connection::Connection(const EngineSettings& settings) : settings_(settings) {
+  if (!lookup_format(settings.format, &spec_)) lookup_format(kDefaultFormat, &spec_);
+}
+
+uint32_t Connection::set_format(uint32_t format) {
+  if (running_) return ENGINE_ERR_BUSY;
+  FormatSpec spec;
+  if (!lookup_format(format, &spec)) return ENGINE_ERR_FORMAT_REFUSED;
+  spec_ = spec;
+  settings_.format = spec.format;
+  return 0;
+}
+
+void Connection::fill(TTSSynthRecord* record, uint32_t status, const Sentence& sentence) {
+  record->status = status;
+  record->audio_length = static_cast<uint32_t>(piece_.size());
+  record->audio = piece_.empty() ? nullptr : piece_.data();
+  record->non_audio_bytes = spec_.header_length;
+  record->sentence_begin = static_cast<uint32_t>(sentence.begin);
+  record->sentence_end = static_cast<uint32_t>(sentence.end);
+}
+
+uint32_t Connection::start(TTSSynthRecord* record) {
+  running_ = false;
+  have_pending_ = false;
+  if (record->text == nullptr && record->text_length != 0) return ENGINE_ERR_NULL_ARGUMENT;
+  const uint32_t rate = synth_sample_rate();
+  if (rate == 0) return ENGINE_ERR_NOT_INITIALIZED;
+  if (uint32_t r = encoder_.start(spec_, rate)) return r;
+  try {
+    text_.assign(record->text == nullptr ? "" : record->text, record->text_length);
+    uint8_t header[kMaxHeaderLength];
+    const size_t header_length = write_wave_header(spec_, header);
+    piece_.assign(header, header + header_length);
+  } catch (const std::bad_alloc&) {
+    return ENGINE_ERR_NO_MEMORY;
+  }
+  have_pending_ = next_sentence(text_, 0, &pending_);
+  running_ = have_pending_;
+  fill(record, running_ ? 1 : 0, Sentence{});
+  return 0;
+}
+
+uint32_t Connection::next(TTSSynthRecord* record) {
+  if (!running_) return ENGINE_ERR_NO_REQUEST;
+  running_ = false;  // until this sentence succeeds
+  const Sentence sentence = pending_;
+  const std::string_view text(text_);
+  uint32_t r = synth_sentence(settings_, text.substr(sentence.begin, sentence.end - sentence.begin),
+                              &samples_);
+  if (r != 0) return r;
+  piece_.resize(spec_.header_length);  // keep the header, drop the last sentence
+  r = encoder_.encode(samples_.data(), samples_.size(), &piece_);
+  if (r != 0) return r;
+  have_pending_ = next_sentence(text, sentence.end, &pending_);
+  running_ = have_pending_;
+  fill(record, running_ ? 1 : 0, sentence);
+  return 0;
+}
+
+}  // namespace espeak_engine

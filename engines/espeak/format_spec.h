@@ -1,0 +1,47 @@
+// How the engine produces each audio data format (engine parameter 5).
+//
+// Formats 1 to 22 are produced; 0 means the engine's default, format 4.
+// Sample rate and bits come from audio_format_table, so that the byte count
+// of one second is sample_rate * bits / 8 exactly, which is how the front end
+// turns bytes into time.  Plain data: safe from any thread.
+#ifndef TAVN_ENGINES_ESPEAK_FORMAT_SPEC_H_
+#define TAVN_ENGINES_ESPEAK_FORMAT_SPEC_H_
+
+#include <cstdint>
+
+namespace espeak_engine {
+
+enum class Codec {
+  kPcm8,   // unsigned 8-bit linear
+  kPcm16,  // signed 16-bit little-endian linear
+  kAlaw,   // G.711 A-law
+  kUlaw,   // G.711 mu-law
+  kG726,   // G.726 ADPCM, `bits` per sample, packed as in RTP (RFC 3551)
+  kVox,    // OKI (Dialogic) 4-bit ADPCM, high nibble first
+};
+
+struct FormatSpec {
+  uint32_t format = 0;         // row of audio_format_table
+  uint32_t sample_rate = 0;    // Hz
+  uint32_t bits = 0;           // bits per sample
+  Codec codec = Codec::kPcm16;
+  uint16_t wave_tag = 0;       // WAVE format tag in the header; 0 = no header
+  uint16_t header_length = 0;  // 44 (PCM), 58 (A-law, mu-law, with a fact chunk) or 0
+  uint32_t sample_unit = 1;    // a sentence's sample count is padded to a multiple
+                               // of this, so that it fills whole bytes
+};
+
+constexpr uint32_t kDefaultFormat = 4;     // TTS_ADF_PCM16K16B1C
+constexpr uint32_t kLastFormat = 22;       // TTS_ADF_VOX8K1C; AMR and MP3 rows are refused
+
+// Values the front end probes for itself: it then sets the format to 3, so a
+// connect with one of them keeps the default format.
+constexpr bool is_converter_format(uint32_t value) { return value >= 101 && value <= 104; }
+
+// Fills `out` for format `format` (0 resolves to kDefaultFormat).  Returns
+// false, leaving `out` alone, for every value above 22.
+bool lookup_format(uint32_t format, FormatSpec* out);
+
+}  // namespace espeak_engine
+
+#endif  // TAVN_ENGINES_ESPEAK_FORMAT_SPEC_H_
