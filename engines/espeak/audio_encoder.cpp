@@ -1,16 +1,16 @@
 #include "engines/espeak/audio_encoder.h"
 
+#include <new>
+
+#include "engines/espeak/engine_codes.h"
+
+// Library headers last: spandsp's define math helpers of their own.
 #include <soxr.h>
 #include <spandsp/telephony.h>
 #include <spandsp/bit_operations.h>
 #include <spandsp/g711.h>
 #include <spandsp/g726.h>
 #include <spandsp/oki_adpcm.h>
-
-#include <climits>
-#include <new>
-
-#include "engines/espeak/engine_codes.h"
 
 namespace espeak_engine {
 namespace {

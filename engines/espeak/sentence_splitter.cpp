@@ -107,34 +107,35 @@ bool next_sentence(std::string_view text, size_t from, Sentence* out, size_t max
 
   const size_t begin = i;
   const size_t limit = begin + max_bytes;
-  size_t end = 0;
   size_t after_clause = 0;  // cut candidates: just past a clause mark,
   size_t before_space = 0;  // or at a white space
-  while (i < text.size() && end == 0) {
-    if (i >= limit) {
-      // Over-long: the best cut point within the limit.
-      if (after_clause > begin) end = trim_end(text, begin, after_clause);
-      else if (before_space > begin) end = trim_end(text, begin, before_space);
-      if (end <= begin) end = boundary_before(text, begin, limit);
+  // Where an over-long stretch is cut: the best candidate, else the last
+  // character boundary within the limit.
+  auto cut = [&]() {
+    size_t e = 0;
+    if (after_clause > begin) e = trim_end(text, begin, after_clause);
+    else if (before_space > begin) e = trim_end(text, begin, before_space);
+    return e > begin ? e : boundary_before(text, begin, limit);
+  };
+  size_t end = 0;
+  while (i < text.size()) {
+    if (i + char_len(text, i) > limit) {
+      end = cut();
       break;
     }
-    size_t k;
-    if ((k = match_any(text, i, kStops)) != 0) {
+    size_t k = match_any(text, i, kStops);
+    const bool wide = k == 0 && (k = match_any(text, i, kWideStops)) != 0;
+    if (k != 0) {
       size_t j = i;
-      while (match_any(text, j, kStops) != 0) ++j;
+      while ((k = match_any(text, j, wide ? kWideStops : kStops)) != 0) j += k;
       j = skip_closers(text, j);
-      if (j <= limit && (j >= text.size() || space_len(text, j) != 0)) {
-        end = j;
+      if (j > limit) {
+        end = cut();
         break;
       }
-      i = j;  // "3.14", "e.g.,": part of the sentence
-      continue;
-    }
-    if ((k = match_any(text, i, kWideStops)) != 0) {
-      size_t j = i;
-      while ((k = match_any(text, j, kWideStops)) != 0) j += k;
-      j = skip_closers(text, j);
-      if (j <= limit) {
+      // A full-width stop ends the sentence as it is; '.', '!' and '?' only
+      // before white space ("3.14" and "e.g.," go on).
+      if (wide || j >= text.size() || space_len(text, j) != 0) {
         end = j;
         break;
       }
