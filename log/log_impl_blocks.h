@@ -5,9 +5,9 @@
 
 #include <cstdio>
 #include <cstring>
-#include <unistd.h>
 
 #include "log/log_file_time.h"
+#include "log/log_process.h"
 #include "log/log_text_output.h"
 
 template <class IO, class LOCK, class CFG>
@@ -33,7 +33,7 @@ void Log_Impl_T<IO, LOCK, CFG>::write_head(bool created) {
   KAVRI_LOG::file_time_text(module_path, module_time, sizeof module_time);
   char now[KAVRI_LOG::kTimeBufSize];
   cur_time(now, false, false);
-  const int pid = static_cast<int>(getpid());
+  const int pid = KAVRI_LOG::process_id();
   // Titles are cut at 1024 bytes so the block always closes.
   char block[4096];
   snprintf(block, sizeof block,
@@ -56,7 +56,7 @@ void Log_Impl_T<IO, LOCK, CFG>::write_tail(bool end) {
   if (cfg_.style_ == LOG_STYLE_NONE || io_ == nullptr) return;
   char now[KAVRI_LOG::kTimeBufSize];
   cur_time(now, false, false);
-  const int pid = static_cast<int>(getpid());
+  const int pid = KAVRI_LOG::process_id();
   char block[2048];
   snprintf(block, sizeof block,
            "=============================================================\n"

@@ -6,11 +6,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <pthread.h>
-#include <unistd.h>
-
 #include "log/log_console.h"
 #include "log/log_line.h"
+#include "log/log_process.h"
 #include "log/log_text_output.h"
 
 template <class IO, class LOCK, class CFG>
@@ -41,16 +39,35 @@ void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, 
   char buf[40960];
   Log_Line<char> line(buf, sizeof buf);
   if (style & LOG_STYLE_LINE_BREAK) line.keep_free(1);
+  // Parts appended piece by piece: the same text as "[%s]", "[Px%04x]",
+  // "[Tx%04x]" and "[%-8.8s]", without a printf call per part.
   if (style & (LOG_STYLE_FULL_TIME | LOG_STYLE_SHORT_TIME)) {
     char stamp[KAVRI_LOG::kTimeBufSize];
     cur_time(stamp, false, (style & LOG_STYLE_FULL_TIME) == 0);
-    line.format("[%s]", stamp);
+    line.append_char('[');
+    line.append(stamp);
+    line.append_char(']');
   }
-  if (style & LOG_STYLE_LEVEL) line.format("[%s]", level_str(level));
-  if (style & LOG_STYLE_PROCESS) line.format("[Px%04x]", static_cast<unsigned>(getpid()));
-  // The thread id shows its low 32 bits.
-  if (style & LOG_STYLE_THREAD) line.format("[Tx%04x]", static_cast<unsigned>(pthread_self()));
-  if ((style & LOG_STYLE_SUBJECT) && subject != nullptr) line.format("[%-8.8s]", subject);
+  if (style & LOG_STYLE_LEVEL) {
+    line.append_char('[');
+    line.append(level_str(level));
+    line.append_char(']');
+  }
+  if (style & LOG_STYLE_PROCESS) {
+    line.append("[Px", 3);
+    line.append_hex4(static_cast<unsigned>(KAVRI_LOG::process_id()));
+    line.append_char(']');
+  }
+  if (style & LOG_STYLE_THREAD) {
+    line.append("[Tx", 3);
+    line.append_hex4(KAVRI_LOG::thread_id());
+    line.append_char(']');
+  }
+  if ((style & LOG_STYLE_SUBJECT) && subject != nullptr) {
+    line.append_char('[');
+    line.append_padded(subject, 8);
+    line.append_char(']');
+  }
   if (!line.empty()) line.append(" ");
   line.append(msg);
   if ((style & LOG_STYLE_LINE_BREAK) && (line.empty() || (line.back() != '\n' && line.back() != '\r')))

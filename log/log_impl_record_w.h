@@ -13,11 +13,9 @@
 #include <cwchar>
 #include <memory>
 #include <new>
-#include <pthread.h>
-#include <unistd.h>
-
 #include "log/log_console.h"
 #include "log/log_line.h"
+#include "log/log_process.h"
 #include "log/log_text_output.h"
 
 namespace KAVRI_LOG {
@@ -67,11 +65,11 @@ void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, 
     line.append(part);
   }
   if (style & LOG_STYLE_PROCESS) {
-    swprintf(part, 200, L"[Px%04x]", static_cast<unsigned>(getpid()));
+    swprintf(part, 200, L"[Px%04x]", static_cast<unsigned>(KAVRI_LOG::process_id()));
     line.append(part);
   }
   if (style & LOG_STYLE_THREAD) {
-    swprintf(part, 200, L"[Tx%04x]", static_cast<unsigned>(pthread_self()));
+    swprintf(part, 200, L"[Tx%04x]", KAVRI_LOG::thread_id());
     line.append(part);
   }
   if ((style & LOG_STYLE_SUBJECT) && subject != nullptr) {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <cwchar>
 #include <fcntl.h>
+#include <stdio_ext.h>
 #include <strings.h>
 #include <unistd.h>
 
@@ -67,15 +68,16 @@ int Log_IO_FILE::close() {
   return 0;
 }
 
+// The descriptor is in append mode, so every write lands at the file's end
+// wherever the stream stands; a seek would only add a stat, a seek and a
+// read of the file's last block per call.
 int Log_IO_FILE::write(const char* text) {
   if (stream_ == nullptr || text == nullptr) return 0;
-  fseek(stream_, 0, SEEK_END);
   return fputs(text, stream_);
 }
 
 int Log_IO_FILE::write(const wchar_t* text) {
   if (stream_ == nullptr || text == nullptr) return 0;
-  fseek(stream_, 0, SEEK_END);
   // Converted here rather than with fputws: a wide write would fix the
   // stream's orientation, after which every narrow write is dropped.
   char chunk[512];
@@ -99,7 +101,6 @@ int Log_IO_FILE::write(const wchar_t* text) {
 
 int Log_IO_FILE::write(const void* data, int len) {
   if (stream_ == nullptr || data == nullptr || len <= 0) return 0;
-  fseek(stream_, 0, SEEK_END);
   return static_cast<int>(fwrite(data, 1, static_cast<size_t>(len), stream_));
 }
 
@@ -113,12 +114,24 @@ int Log_IO_FILE::flush() {
   return fflush(stream_);
 }
 
+// Buffered text is pushed out first, as a seek to the end would; the size is
+// then the end's offset on the descriptor.  After appending buffered text
+// the stream already stands at the end, so one seek suffices; otherwise the
+// stream may have been moved through handle(), and its position is taken
+// and restored around the seek.  (A stat here costs several times a seek.)
 int Log_IO_FILE::size() const {
   if (stream_ == nullptr) return 0;
-  const long pos = ftell(stream_);
-  if (fseek(stream_, 0, SEEK_END) != 0) return 0;
-  const long end = ftell(stream_);
-  if (end != pos && pos >= 0) fseek(stream_, pos, SEEK_SET);
+  const int fd = fileno(stream_);
+  const bool appended = __fpending(stream_) > 0;
+  fflush(stream_);
+  off_t end;
+  if (appended) {
+    end = lseek(fd, 0, SEEK_END);
+  } else {
+    const off_t pos = lseek(fd, 0, SEEK_CUR);
+    end = lseek(fd, 0, SEEK_END);
+    if (pos >= 0 && end != pos) lseek(fd, pos, SEEK_SET);
+  }
   if (end < 0) return 0;
   return end > INT_MAX ? INT_MAX : static_cast<int>(end);
 }

@@ -5,9 +5,7 @@
 #ifndef TAVN_LOG_LOG_LINE_H_
 #define TAVN_LOG_LOG_LINE_H_
 
-#include <cstdarg>
 #include <cstddef>
-#include <cstdio>
 #include <cstring>
 #include <cwchar>
 
@@ -21,10 +19,39 @@ class Log_Line {
   void keep_free(size_t n) { limit_ = end_ > n ? end_ - n : 0; }
 
   void append(const CharT* s) {
-    if (s == nullptr) return;
-    const size_t n = bounded_length(s, limit() - len_);
+    if (s != nullptr) append(s, bounded_length(s, limit() - len_));
+  }
+
+  // Appends the first `n` characters of `s` (no zero among them).
+  void append(const CharT* s, size_t n) {
+    if (n > limit() - len_) n = limit() - len_;
     memcpy(buf_ + len_, s, n * sizeof(CharT));
     len_ += n;
+    buf_[len_] = 0;
+  }
+
+  // "%04x": lower-case hex digits, at least four.
+  void append_hex4(unsigned value) {
+    CharT digits[8];
+    size_t n = 0;
+    do {
+      digits[7 - n++] = static_cast<CharT>("0123456789abcdef"[value & 0xF]);
+      value >>= 4;
+    } while (value != 0);
+    while (n < 4) digits[7 - n++] = '0';
+    append(digits + 8 - n, n);
+  }
+
+  // "%-W.Ws": `s` cut or padded with blanks to exactly `width` characters.
+  void append_padded(const CharT* s, size_t width) {
+    const size_t n = bounded_length(s, width);
+    append(s, n);
+    for (size_t i = n; i < width; ++i) append_char(' ');
+  }
+
+  void append_char(CharT c) {
+    if (len_ >= limit()) return;
+    buf_[len_++] = c;
     buf_[len_] = 0;
   }
 
@@ -33,15 +60,6 @@ class Log_Line {
     if (len_ >= end_) return;
     buf_[len_++] = c;
     buf_[len_] = 0;
-  }
-
-  // Narrow lines only: appends printf-style text, cut at the limit.
-  void format(const char* fmt, ...) __attribute__((format(printf, 2, 3))) {
-    va_list ap;
-    va_start(ap, fmt);
-    const int n = vsnprintf(buf_ + len_, limit() - len_ + 1, fmt, ap);
-    va_end(ap);
-    if (n > 0) len_ += static_cast<size_t>(n) < limit() - len_ ? static_cast<size_t>(n) : limit() - len_;
   }
 
   CharT* data() { return buf_; }

@@ -1,6 +1,5 @@
 #include "log/log_time.h"
 
-#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <sys/time.h>
@@ -41,7 +40,13 @@ char* format_time(char* buf, bool file_form, bool time_only) {
   }
   const size_t len = cache.len[form];
   memcpy(buf, cache.text[form], len + 1);
-  if (!file_form) snprintf(buf + len, kTimeBufSize - len, " %03d", millis);
+  if (!file_form) {  // " %03d"
+    buf[len] = ' ';
+    buf[len + 1] = static_cast<char>('0' + millis / 100);
+    buf[len + 2] = static_cast<char>('0' + millis / 10 % 10);
+    buf[len + 3] = static_cast<char>('0' + millis % 10);
+    buf[len + 4] = '\0';
+  }
   return buf;
 }
 

@@ -15,14 +15,13 @@
 #include <string>
 
 #include "log/log_cfg.h"
+#include "log/log_cfg_heap.h"
 #include "log/log_impl.h"
 #include "log/log_io_file.h"
 #include "log/log_uni_type.h"
 #include "log/log_win32_process_mutex.h"
 
-// Storage policy tag: these tests never read a configuration file.
-struct Core_Test_Heap {};
-using Test_Cfg = Log_Cfg_T<Core_Test_Heap, Log_Cfg>;
+using Test_Cfg = Log_Cfg_T<Log_Cfg_Heap_Reg, Log_Cfg>;
 using Test_IO = Log_Uni_Type<Log_IO_FILE, __LOG_TOK_Log_IO_FILE_TAVN_LoggerLog_IO_FILE__>;
 using Test_Logger = Log_Impl_T<Test_IO, Log_Win32_Process_Mutex, Test_Cfg>;
 

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <clocale>
 #include <regex>
@@ -10,6 +12,7 @@
 
 #include "log/log_line.h"
 #include "log/log_make_dir.h"
+#include "log/log_process.h"
 #include "log/log_text_output.h"
 #include "log/log_time.h"
 #include "log_core_test_util.h"
@@ -47,13 +50,15 @@ TEST(LogLine, AppendsStopAtTheBufferAndKeepRoomForTheBreak) {
     EXPECT_STREQ(c.result, line.data());
     EXPECT_EQ(strlen(c.result), line.size());
   }
-  char buf[8];
+  char buf[16];
   Log_Line<char> line(buf, sizeof buf);
-  line.format("[%s]", "long text");
-  EXPECT_STREQ("[long t", line.data());
-  EXPECT_EQ(7u, line.size());
-  line.format("%d", 1);
-  EXPECT_EQ(7u, line.size());
+  line.append_hex4(0xabc);
+  line.append_hex4(0x12345);
+  line.append_padded("ab", 3);
+  line.append_padded("long", 2);
+  EXPECT_STREQ("0abc12345ab lo", line.data());
+  line.append_hex4(0);
+  EXPECT_STREQ("0abc12345ab lo0", line.data());  // cut at the buffer's end
 
   wchar_t wbuf[4];
   Log_Line<wchar_t> wline(wbuf, 4);
@@ -132,6 +137,16 @@ TEST(LogMakeDir, CreatesOnlyWhatIsMissing) {
   KAVRI_LOG::make_log_dir("no-separator.log");  // nothing to create
   KAVRI_LOG::make_log_dir(nullptr);
   KAVRI_LOG::make_log_dir(std::string(1000, '/').c_str());
+}
+
+TEST(LogProcess, ForkedChildShowsItsOwnId) {
+  EXPECT_EQ(getpid(), KAVRI_LOG::process_id());
+  const pid_t child = fork();
+  if (child == 0) _exit(KAVRI_LOG::process_id() == getpid() ? 0 : 1);
+  int status = 0;
+  ASSERT_EQ(child, waitpid(child, &status, 0));
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(getpid(), KAVRI_LOG::process_id());
 }
 
 }  // namespace
