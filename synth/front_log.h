@@ -7,11 +7,9 @@
 #include "log/kavri_singleton.h"
 #include "synth/tavn_logger.h"
 
-// The process-wide logger, or null.  The pointer is read atomically because
-// a request may ask for it while another thread's start-up stores it.
-inline TavnLogger* front_logger() {
-  return __atomic_load_n(&Kavri_Singleton_T<TavnLogger>::instance(), __ATOMIC_ACQUIRE);
-}
+// The process-wide logger, or null.  Read atomically: a request may ask for
+// it while another thread's start-up publishes it.
+inline TavnLogger* front_logger() { return TavnLogSingleton::current(); }
 
 #define FRONT_LOG_(method, ...)                               \
   do {                                                        \

@@ -1,4 +1,14 @@
 #include "synth/tavn_logger.h"
 
-void tavn_logger_open() {}
-void tavn_logger_release() {}
+#include <cstdint>
+
+void tavn_logger_open() {
+  TavnLogCfg cfg;
+  cfg.file_name_ = "./tavn.log";
+  cfg.title_ = "Talvern Logging";
+  // The module handle has all bits set: it names no module of its own.
+  void* module = reinterpret_cast<void*>(~uintptr_t{0});
+  TavnLogSingleton::open("./tavn.cfg", nullptr, &cfg, module, nullptr, nullptr);
+}
+
+void tavn_logger_release() { TavnLogSingleton::release(); }

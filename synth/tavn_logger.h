@@ -1,21 +1,28 @@
-// The front end's logger type and its start-up and release.
+// The front end's process-wide logger: its type, its start-up and release.
 #ifndef TAVN_SYNTH_TAVN_LOGGER_H_
 #define TAVN_SYNTH_TAVN_LOGGER_H_
 
-// Stand-in until the file logger is wired in: never instantiated, so the
-// singleton's instance stays null and every log call is skipped.
-struct TavnLogger {
-  void log_error(const char*, ...) __attribute__((format(printf, 2, 3))) {}
-  void log_warn(const char*, ...) __attribute__((format(printf, 2, 3))) {}
-  void log_info(const char*, ...) __attribute__((format(printf, 2, 3))) {}
-  void log_verbose(const char*, ...) __attribute__((format(printf, 2, 3))) {}
-  void log_trace(const char*, ...) __attribute__((format(printf, 2, 3))) {}
-};
+#include "log/log_cfg.h"
+#include "log/log_cfg_heap.h"
+#include "log/log_impl.h"
+#include "log/log_io_file.h"
+#include "log/log_singleton.h"
+#include "log/log_uni_type.h"
+#include "log/log_win32_process_mutex.h"
 
-// Opens the process-wide logger ("./tavn.log", configured by "./tavn.cfg").
-// May throw; the module start-up is then retried by the next request.
+using TavnLogIO = Log_Uni_Type<Log_IO_FILE, __LOG_TOK_Log_IO_FILE_TAVN_LoggerLog_IO_FILE__>;
+using TavnLogCfg = Log_Cfg_T<Log_Cfg_Heap_Reg, Log_Cfg>;
+using TavnLogger = Log_Impl_T<TavnLogIO, Log_Win32_Process_Mutex, TavnLogCfg>;
+using TavnLogSingleton = Log_Singleton<TavnLogIO, Log_Win32_Process_Mutex, TavnLogCfg>;
+
+// Opens the process-wide logger: "./tavn.log" titled "Talvern Logging",
+// overridden by section "logger" of "./tavn.cfg" when that file exists.
+// Does nothing when the logger exists.  May throw (allocation); the caller
+// then retries on the next request.
 void tavn_logger_open();
-// Closes the logger and drops the start-up's reference.
+
+// Closes the logger and drops the start-up's reference, deleting the
+// logger with the last one.
 void tavn_logger_release();
 
 #endif  // TAVN_SYNTH_TAVN_LOGGER_H_
