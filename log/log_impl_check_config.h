@@ -1,11 +1,37 @@
 // Log_Impl_T::check_config: follows edits of the configuration file while
-// the logger runs.  Called first thing for every record.
+// the logger runs.  Called first thing for every record.  Included by
+// log/log_impl.h.
 #ifndef TAVN_LOG_LOG_IMPL_CHECK_CONFIG_H_
 #define TAVN_LOG_LOG_IMPL_CHECK_CONFIG_H_
 
-// The re-check is not wired in yet: the settings stay as opened.  Returns 0.
+#include <sys/stat.h>
+
+#include <ctime>
+
+// At most once in 11 seconds, and only when the configuration file's
+// modification time changed (its disappearing included), re-reads the file
+// and takes output, level, style and flush from it; console_level takes
+// the new level, on purpose.  All other settings stay as opened.  Returns 0.
 template <class IO, class LOCK, class CFG>
 int Log_Impl_T<IO, LOCK, CFG>::check_config() {
+  const int32_t now = static_cast<int32_t>(std::time(nullptr));
+  if (now - last_cfg_check <= 10) return 0;
+  if (mutex_ != nullptr) mutex_->acquire(-1);
+  struct stat st;
+  const int32_t mtime =
+      stat(cfg_.cfg_file(), &st) == 0 ? static_cast<int32_t>(st.st_mtime) : 0;
+  if (mtime != cfg_.cfg_mtime) {
+    cfg_.cfg_mtime = mtime;
+    CFG fresh(cfg_);
+    fresh.read_config(nullptr, nullptr);
+    cfg_.output_ = fresh.output_;
+    cfg_.level_ = fresh.level_;
+    cfg_.console_level_ = fresh.level_;
+    cfg_.flush_always_ = fresh.flush_always_;
+    cfg_.style_ = fresh.style_;
+  }
+  last_cfg_check = now;
+  if (mutex_ != nullptr) mutex_->release();
   return 0;
 }
 

@@ -104,7 +104,7 @@ TEST_F(SingletonTest, FailedOpenStaysRegistered) {
 }
 
 TEST_F(SingletonTest, RelativeNamesAreNormalised) {
-  ASSERT_EQ(chdir(dir_.path().c_str()), 0);
+  ASSERT_EQ(chdir(dir_.path.c_str()), 0);
   struct Case { const char* given; const char* used; } cases[] = {
       {"logs\\\\run.log", "logs/run.log"},
       {"sub\\x.log", "sub/x.log"},
