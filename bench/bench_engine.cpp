@@ -1,0 +1,180 @@
+// Real-time factor (processing time / audio time) of TalvernSynth through the
+// espeak engine, next to the espeak-ng command writing the same text with the
+// same voice to a WAVE file, for a short and a long text.  Every run is a
+// process of its own, and each figure is the best of several runs:
+//   cold: one request in a fresh process (start-up and voice loading
+//         included), like one espeak-ng command;
+//   warm: a request in a process that has spoken before.
+// Also reports the peak resident memory (ru_maxrss) of each kind of run.
+//
+//   bench_engine [DIR] [RUNS] [VOICE]    (defaults: /tmp, 3, en)
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string>
+
+#include "synth/tavn.h"
+
+namespace {
+
+struct Run {
+  double wall = 0, cpu = 0;  // seconds
+  long peak_kib = 0;
+  bool ok = false;
+};
+
+double seconds_since(std::chrono::steady_clock::time_point t0) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+}
+
+double cpu_seconds(const struct rusage& ru) {
+  return ru.ru_utime.tv_sec + ru.ru_stime.tv_sec + (ru.ru_utime.tv_usec + ru.ru_stime.tv_usec) / 1e6;
+}
+
+// Runs `child` (which returns an exit status) in a new process.
+template <typename F>
+Run in_child(F child) {
+  const auto t0 = std::chrono::steady_clock::now();
+  const pid_t pid = fork();
+  if (pid == 0) _exit(child());
+  int status = 0;
+  struct rusage ru;
+  Run r;
+  if (pid < 0 || wait4(pid, &status, 0, &ru) != pid) return r;
+  r.wall = seconds_since(t0);
+  r.cpu = cpu_seconds(ru);
+  r.peak_kib = ru.ru_maxrss;
+  r.ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  return r;
+}
+
+// For warm runs: the child speaks once untimed, then reports the times of
+// the second request through a pipe.
+Run warm_child(const std::string& text, const std::string& wav, const std::string& params) {
+  int fd[2];
+  if (pipe(fd) != 0) return Run();
+  Run outer = in_child([&] {
+    close(fd[0]);
+    if (TalvernSynth("Warming up.", false, wav.c_str(), "", "", params.c_str()) != 0) return 1;
+    struct rusage before, after;
+    getrusage(RUSAGE_SELF, &before);
+    const auto t0 = std::chrono::steady_clock::now();
+    const uint32_t r = TalvernSynth(text.c_str(), false, wav.c_str(), "", "", params.c_str());
+    Run inner;
+    inner.wall = seconds_since(t0);
+    getrusage(RUSAGE_SELF, &after);
+    inner.cpu = cpu_seconds(after) - cpu_seconds(before);
+    inner.ok = r == 0;
+    return write(fd[1], &inner, sizeof inner) == sizeof inner && inner.ok ? 0 : 1;
+  });
+  close(fd[1]);
+  Run inner;
+  const bool got = read(fd[0], &inner, sizeof inner) == sizeof inner;
+  close(fd[0]);
+  if (!got || !outer.ok) return Run();
+  inner.peak_kib = outer.peak_kib;
+  return inner;
+}
+
+// Playing time of a PCM WAVE file from its header (44-byte layouts).
+double wave_seconds(const std::string& path) {
+  std::ifstream f(path, std::ios::binary);
+  unsigned char h[44];
+  if (!f.read(reinterpret_cast<char*>(h), sizeof h) || std::memcmp(h + 36, "data", 4) != 0) return 0;
+  auto get32 = [&](int at) {
+    return uint32_t(h[at]) | uint32_t(h[at + 1]) << 8 | uint32_t(h[at + 2]) << 16 |
+           uint32_t(h[at + 3]) << 24;
+  };
+  const uint32_t byte_rate = get32(28);
+  return byte_rate == 0 ? 0 : double(get32(40)) / byte_rate;
+}
+
+void keep_best(Run* best, const Run& r) {
+  if (!r.ok) return;
+  if (!best->ok || r.wall < best->wall) {
+    const long peak = best->peak_kib > r.peak_kib ? best->peak_kib : r.peak_kib;
+    *best = r;
+    best->peak_kib = peak;
+  }
+}
+
+std::string long_text() {
+  const char* sentences[] = {
+      "The committee met on Tuesday to review the budget for the coming year.",
+      "Several members asked whether the new library could open before the winter.",
+      "After a long discussion, they agreed to publish a detailed plan within a month!",
+      "Would the town be able to pay for it without raising taxes?",
+      "Nobody could say for certain, but the mood in the room was hopeful.",
+      "In the evening, the chairman walked home along the river, thinking about numbers.",
+  };
+  std::string text;
+  for (size_t i = 0; text.size() < 12000; ++i) {
+    text += sentences[i % 6];
+    text += ' ';
+  }
+  return text;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::string dir = argc > 1 ? argv[1] : "/tmp";
+  const int runs = argc > 2 ? std::atoi(argv[2]) : 3;
+  const std::string voice = argc > 3 ? argv[3] : "en";
+  const std::string params = "voice=" + voice;
+  const std::string ours = dir + "/bench_engine_tavn.wav", theirs = dir + "/bench_engine_espeak.wav";
+  const std::string text_file = dir + "/bench_engine_text.txt";
+
+  struct Case {
+    const char* name;
+    std::string text;
+  } cases[] = {
+      {"short", "The quick brown fox jumps over the lazy dog. Then it runs away!"},
+      {"long", long_text()},
+  };
+  std::printf("voice %s, best of %d runs; RTF = processing time / audio time\n", voice.c_str(), runs);
+  std::printf("%-6s %6s %8s | %-14s %9s %9s %9s | %s\n", "text", "bytes", "audio s", "runner",
+              "wall RTF", "cpu RTF", "peak MiB", "RTF ratio (wall, cpu) to espeak-ng -w");
+  for (const Case& c : cases) {
+    std::ofstream(text_file, std::ios::binary) << c.text;
+    Run espeak, cold, warm;
+    for (int i = 0; i < runs; ++i) {
+      keep_best(&espeak, in_child([&] {
+                  execlp("espeak-ng", "espeak-ng", "-v", voice.c_str(), "-w", theirs.c_str(), "-f",
+                         text_file.c_str(), static_cast<char*>(nullptr));
+                  return 127;
+                }));
+      keep_best(&cold, in_child([&] {
+                  return TalvernSynth(c.text.c_str(), false, ours.c_str(), "", "", params.c_str()) == 0
+                             ? 0
+                             : 1;
+                }));
+      keep_best(&warm, warm_child(c.text, ours, params));
+    }
+    const double audio_ours = wave_seconds(ours), audio_theirs = wave_seconds(theirs);
+    if (!espeak.ok || !cold.ok || !warm.ok || audio_ours <= 0 || audio_theirs <= 0) {
+      std::fprintf(stderr, "bench_engine: a run failed (%s text)\n", c.name);
+      return 1;
+    }
+    const double e_wall = espeak.wall / audio_theirs, e_cpu = espeak.cpu / audio_theirs;
+    auto row = [&](const char* runner, const Run& r, double audio, bool compare) {
+      std::printf("%-6s %6zu %8.2f | %-14s %9.4f %9.4f %9.1f |", c.name, c.text.size(), audio, runner,
+                  r.wall / audio, r.cpu / audio, r.peak_kib / 1024.0);
+      if (compare) std::printf(" %.3f, %.3f", (r.wall / audio) / e_wall, (r.cpu / audio) / e_cpu);
+      std::printf("\n");
+    };
+    row("espeak-ng -w", espeak, audio_theirs, false);
+    row("tavn cold", cold, audio_ours, true);
+    row("tavn warm", warm, audio_ours, true);
+  }
+  std::remove(ours.c_str());
+  std::remove(theirs.c_str());
+  std::remove(text_file.c_str());
+  return 0;
+}
