@@ -54,6 +54,8 @@ int Log_IO_FILE::open(const char* name, Log_Mutex* mutex, int mode, void*) {
     }
     fseek(f, 0, SEEK_END);
   }
+  // An object opened twice gives up its earlier stream instead of leaking it.
+  if (stream_ != nullptr) fclose(stream_);
   stream_ = f;
   mutex_ = mutex;
   file_name_ = name;
@@ -104,8 +106,11 @@ int Log_IO_FILE::write(const void* data, int len) {
   return static_cast<int>(fwrite(data, 1, static_cast<size_t>(len), stream_));
 }
 
+// Text still buffered belongs to the old contents: it is pushed out first,
+// so it is cut with them rather than landing in the emptied file later.
 int Log_IO_FILE::empty() {
   if (stream_ == nullptr) return -1;
+  fflush(stream_);
   return ftruncate(fileno(stream_), 0) == 0 ? 0 : -1;
 }
 
@@ -138,8 +143,7 @@ int Log_IO_FILE::size() const {
 
 int Log_IO_FILE::backup(const char* name) {
   if (name == nullptr) return EINVAL;
-  if (stream_ != nullptr && strcasecmp(name, file_name_.c_str()) == 0)
-    return ftruncate(fileno(stream_), 0) == 0 ? 0 : -1;
+  if (stream_ != nullptr && strcasecmp(name, file_name_.c_str()) == 0) return empty();
   const std::string current = file_name_;
   close();
   rename(current.c_str(), name);  // on failure the file is reopened and keeps growing

@@ -21,12 +21,15 @@ class Log_IO_FILE : public Log_IO {
   // Opens `name` for appending, creating it with permissions 0664.  `mode`
   // picks the stream mode: 1 "a+b", 2 "wt", 3 "wb", anything else "a+t";
   // none of them truncates an existing file.  In mode 0 a file whose last
-  // byte is not a line feed gets one first.  `param` is ignored.  Does not
-  // close an earlier stream.  Returns 0, or errno with nothing stored.
+  // byte is not a line feed gets one first.  `param` is ignored.  On success
+  // an earlier stream of this object is closed.  Returns 0, or errno with
+  // nothing changed.
   int open(const char* name, Log_Mutex* mutex, int mode, void* param) override;
   // Closes the stream if open.  Returns 0.
   int close() override;
-  // Each write seeks to the end first.  Narrow text: fputs's result.
+  // Every write appends at the file's end (the descriptor is in append
+  // mode).  Text is buffered until the next size(), flush() or close().
+  // Narrow text: fputs's result.
   int write(const char* text) override;
   // Wide text is converted under the current locale and appended as bytes,
   // so narrow and wide writes mix freely on one file.  Returns 1, or -1
@@ -34,16 +37,17 @@ class Log_IO_FILE : public Log_IO {
   int write(const wchar_t* text) override;
   // Returns the number of bytes written; 0 for a null or empty payload.
   int write(const void* data, int len) override;
-  // Truncates the file to length 0 (the stream stays open).  Returns 0, or
-  // -1 when closed or the truncation fails.
+  // Truncates the file to length 0 (the stream stays open); text still
+  // buffered is cut with the rest.  Returns 0, or -1 when closed or the
+  // truncation fails.
   int empty() override;
   // Flushes the stream's buffer.  Returns 0, or EOF when flushing fails.
   int flush() override;
-  // The file's length in bytes (at most INT_MAX); the stream position is
-  // left where it was.
+  // The file's length in bytes (at most INT_MAX), buffered text included
+  // (it is flushed); the stream position is left where it was.
   int size() const override;
-  // With `name` equal to the open file's name ignoring case, truncates the
-  // file in place and returns the truncation's result.  Otherwise closes,
+  // With `name` equal to the open file's name ignoring case, empties the
+  // file in place and returns empty()'s result.  Otherwise closes,
   // renames the file to `name` (a failed rename is ignored) and reopens
   // the old name in mode 0 with the same lock; returns that open's result.
   // A null `name` changes nothing and returns EINVAL.

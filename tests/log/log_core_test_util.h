@@ -1,15 +1,13 @@
-// Helpers shared by the logger core tests: the logger type under test, a
-// scratch directory, file reading and standard-output capture.
+// Shared by the logger core tests: the logger type, a scratch directory,
+// file access and standard-output capture.
 #ifndef TAVN_TESTS_LOG_LOG_CORE_TEST_UTIL_H_
 #define TAVN_TESTS_LOG_LOG_CORE_TEST_UTIL_H_
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -25,41 +23,20 @@ using Test_Cfg = Log_Cfg_T<Log_Cfg_Heap_Reg, Log_Cfg>;
 using Test_IO = Log_Uni_Type<Log_IO_FILE, __LOG_TOK_Log_IO_FILE_TAVN_LoggerLog_IO_FILE__>;
 using Test_Logger = Log_Impl_T<Test_IO, Log_Win32_Process_Mutex, Test_Cfg>;
 
-// A fresh directory under /tmp, removed with everything in it.
-class Temp_Dir {
- public:
+// A fresh directory under /tmp, removed with its contents.
+struct Temp_Dir {
   Temp_Dir() {
     char tmpl[] = "/tmp/tavn_logcore_XXXXXX";
-    path_ = mkdtemp(tmpl);
+    path = mkdtemp(tmpl);
   }
-  ~Temp_Dir() { remove_tree(path_); }
-  std::string file(const std::string& name) const { return path_ + "/" + name; }
-  const std::string& path() const { return path_; }
-
- private:
-  static void remove_tree(const std::string& path) {
-    if (DIR* d = opendir(path.c_str())) {
-      while (dirent* e = readdir(d)) {
-        const std::string name = e->d_name;
-        if (name == "." || name == "..") continue;
-        const std::string child = path + "/" + name;
-        struct stat st;
-        if (lstat(child.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
-          remove_tree(child);
-        else
-          unlink(child.c_str());
-      }
-      closedir(d);
-    }
-    rmdir(path.c_str());
-  }
-  std::string path_;
+  ~Temp_Dir() { std::filesystem::remove_all(path); }
+  std::string file(const std::string& name) const { return path + "/" + name; }
+  std::string path;
 };
 
 inline std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
   std::stringstream ss;
-  ss << in.rdbuf();
+  ss << std::ifstream(path, std::ios::binary).rdbuf();
   return ss.str();
 }
 
@@ -67,15 +44,10 @@ inline void write_file(const std::string& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
 }
 
-inline bool exists(const std::string& path) {
-  struct stat st;
-  return stat(path.c_str(), &st) == 0;
-}
-
 // Sends standard output into a file until text() is called.
 class Stdout_Capture {
  public:
-  Stdout_Capture() : file_(std::string(dir_.path()) + "/stdout") {
+  Stdout_Capture() : file_(dir_.file("stdout")) {
     fflush(stdout);
     saved_ = dup(1);
     const int fd = ::open(file_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
@@ -101,13 +73,12 @@ class Stdout_Capture {
   int saved_ = -1;
 };
 
-// A configuration writing to `file` with a known title, level and style.
-inline Test_Cfg make_cfg(const std::string& file, int level = -1, int style = 255) {
+// A configuration writing every level to `file` with a known title.
+inline Test_Cfg make_cfg(const std::string& file, int style = 255) {
   Test_Cfg cfg;
   cfg.file_name_ = file;
   cfg.title_ = "Unit Log";
-  cfg.level_ = level;
-  cfg.console_level_ = level;
+  cfg.level_ = cfg.console_level_ = -1;
   cfg.style_ = style;
   cfg.locale_ = "skip";
   return cfg;

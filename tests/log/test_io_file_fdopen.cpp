@@ -1,13 +1,11 @@
-// Log_IO_FILE::open when the stream cannot be created: the descriptor it
-// opened must not leak.  fdopen is replaced in this test program so that it
+// Log_IO_FILE::open when no stream can be made of the descriptor: the
+// descriptor must not leak.  fdopen is replaced in this program so that it
 // can be made to fail.
-#include <gtest/gtest.h>
-
 #include <dlfcn.h>
+#include <gtest/gtest.h>
 
 #include <cerrno>
 
-#include "log/log_io_file.h"
 #include "log_core_test_util.h"
 
 namespace {
@@ -19,8 +17,7 @@ extern "C" FILE* fdopen(int fd, const char* mode) {
     errno = ENOMEM;
     return nullptr;
   }
-  using Fn = FILE* (*)(int, const char*);
-  static Fn real = reinterpret_cast<Fn>(dlsym(RTLD_NEXT, "fdopen"));
+  static auto real = reinterpret_cast<FILE* (*)(int, const char*)>(dlsym(RTLD_NEXT, "fdopen"));
   return real(fd, mode);
 }
 
@@ -28,21 +25,16 @@ namespace {
 
 TEST(LogIoFileFdopen, FailureClosesTheDescriptor) {
   Temp_Dir dir;
-  const std::string path = dir.file("a.log");
-  const int probe = ::open("/dev/null", O_RDONLY);  // the lowest free descriptor
-  ::close(probe);
-
+  const int lowest_free = ::open("/dev/null", O_RDONLY);
+  ::close(lowest_free);
   Log_IO_FILE io;
   fail_fdopen = true;
-  EXPECT_EQ(ENOMEM, io.open(path.c_str(), nullptr, 0, nullptr));
+  EXPECT_EQ(ENOMEM, io.open(dir.file("a.log").c_str(), nullptr, 0, nullptr));
   fail_fdopen = false;
   EXPECT_EQ(nullptr, io.handle());
-
   const int next = ::open("/dev/null", O_RDONLY);
-  EXPECT_EQ(probe, next);  // the failed open gave its descriptor back
+  EXPECT_EQ(lowest_free, next);
   ::close(next);
-
-  EXPECT_EQ(0, io.open(path.c_str(), nullptr, 0, nullptr));  // the real fdopen still works
 }
 
 }  // namespace
