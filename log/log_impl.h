@@ -8,10 +8,11 @@
 // the caller's and must outlive their use by the logger.
 //
 // Thread safety: level calls and log_msg_i may run on any thread.  Only the
-// file section of a record holds the lock; with the LOCK this library uses
-// (Log_Win32_Process_Mutex, which does nothing) records of parallel threads
-// are serialised only by the stream's own locking.  open() and close() must
-// not race with logging.
+// file section of a record holds the lock, so formatting and the console
+// echo of different threads run in parallel (console lines may interleave);
+// with this library's LOCK (Log_Win32_Process_Mutex, one process-local
+// mutex) file operations of parallel threads exclude each other.  open()
+// and close() must not race with logging through a logger being destroyed.
 #ifndef TAVN_LOG_LOG_IMPL_H_
 #define TAVN_LOG_LOG_IMPL_H_
 

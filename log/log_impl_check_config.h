@@ -15,7 +15,8 @@
 template <class IO, class LOCK, class CFG>
 int Log_Impl_T<IO, LOCK, CFG>::check_config() {
   const int32_t now = static_cast<int32_t>(std::time(nullptr));
-  if (now - last_cfg_check <= 10) return 0;
+  // Tested before the lock is taken: read and written atomically.
+  if (now - __atomic_load_n(&last_cfg_check, __ATOMIC_RELAXED) <= 10) return 0;
   if (mutex_ != nullptr) mutex_->acquire(-1);
   struct stat st;
   const int32_t mtime =
@@ -30,7 +31,7 @@ int Log_Impl_T<IO, LOCK, CFG>::check_config() {
     cfg_.flush_always_ = fresh.flush_always_;
     cfg_.style_ = fresh.style_;
   }
-  last_cfg_check = now;
+  __atomic_store_n(&last_cfg_check, now, __ATOMIC_RELAXED);
   if (mutex_ != nullptr) mutex_->release();
   return 0;
 }

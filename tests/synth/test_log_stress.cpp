@@ -1,0 +1,146 @@
+// Many threads making requests with every level logged: no crash, no torn
+// or lost record, also while the log rotates.
+#include <gtest/gtest.h>
+#include <dirent.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "engines/scripted/scripted_engine.h"
+#include "synth/tavn.h"
+#include "test_util.h"
+
+namespace {
+
+constexpr int kThreads = 8;
+constexpr int kRequests = 150;
+
+std::string slurp(const std::string& path) {
+  std::vector<uint8_t> b = read_bytes(path);
+  return std::string(b.begin(), b.end());
+}
+
+// Runs kThreads x kRequests TalvernSynth calls in a child process, so the
+// log is complete (tail block included) when it is read; returns the
+// child's exit status: 0 when every request returned 0.
+int run_requests();
+
+int requests_in_threads() {
+  std::atomic<int> failures{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t)
+    threads.emplace_back([&failures, t] {
+      for (int i = 0; i < kRequests; ++i) {
+        std::string text = "request-" + std::to_string(t) + "-" + std::to_string(i);
+        std::string out = "out-" + std::to_string(t) + ".wav";
+        if (TalvernSynth(text.c_str(), false, out.c_str(), nullptr, nullptr, nullptr) != 0)
+          ++failures;
+      }
+    });
+  for (std::thread& th : threads) th.join();
+  return failures.load();
+}
+
+int run_requests() {
+  pid_t pid = fork();
+  if (pid == 0) exit(requests_in_threads() == 0 ? 0 : 1);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// A record line: "[yy/mm/dd-hh:mm:ss mmm][LVL][Px....][Tx....] message".
+bool whole_record(const std::string& line) {
+  static const char shape[] = "[dd/dd/dd-dd:dd:dd ddd][";
+  if (line.size() < sizeof shape) return false;
+  for (size_t i = 0; i + 1 < sizeof shape; ++i) {
+    char c = line[i];
+    if (shape[i] == 'd' ? (c < '0' || c > '9') : c != shape[i]) return false;
+  }
+  size_t px = line.find("][Px", 24), tx = line.find("][Tx", 24), body = line.find("] ", 24);
+  if (px == std::string::npos || tx == std::string::npos || body == std::string::npos) return false;
+  // One prefix only: a second time stamp inside the line means two records ran together.
+  return line.find("[Px", px + 4) == std::string::npos;
+}
+
+bool whole_block_line(const std::string& line) {
+  static const char* starts[] = {"=============================================================",
+                                 "\tKavri log file", "\tSubject :", "\tCreated-Time :",
+                                 "\tContinued-Time :", "\tApplication:", "\tModule:", "\tPID: ",
+                                 "\tTalvern Logging End-Time: ", "\tTalvern Logging Continue-Time: "};
+  for (const char* s : starts)
+    if (line.compare(0, std::strlen(s), s) == 0) return true;
+  return false;
+}
+
+// Every line of `text` is a whole record or a line of a head or tail block;
+// returns the first that is not, or "".
+std::string first_torn_line(const std::string& text) {
+  std::istringstream in(text);
+  std::string line;
+  while (std::getline(in, line))
+    if (!whole_record(line) && !whole_block_line(line)) return line;
+  if (!text.empty() && text.back() != '\n') return "(no final line break)";
+  return "";
+}
+
+class LogStress : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(chdir(dir_.path().c_str()), 0);
+    scripted::reset();
+  }
+  std::vector<std::string> logs() const {
+    std::vector<std::string> out;
+    if (DIR* d = opendir(".")) {
+      while (dirent* e = readdir(d))
+        if (std::strstr(e->d_name, ".log")) out.push_back(e->d_name);
+      closedir(d);
+    }
+    return out;
+  }
+  TempDir dir_;
+};
+
+TEST_F(LogStress, EveryRecordOnceAndWhole) {
+  write_text("tavn.cfg", "[logger]\nlevel = all\nmaxsize = 100000000\n");
+  ASSERT_EQ(run_requests(), 0);
+  std::string log = slurp("tavn.log");
+  EXPECT_EQ(first_torn_line(log), "");
+  size_t leaves = 0;
+  for (size_t at = log.find("TalvernSynth | leave."); at != std::string::npos;
+       at = log.find("TalvernSynth | leave.", at + 1))
+    ++leaves;
+  EXPECT_EQ(leaves, static_cast<size_t>(kThreads * kRequests));
+  for (int t = 0; t < kThreads; ++t)
+    for (int i = 0; i < kRequests; ++i) {
+      std::string rec = "TalvernSynth(request-" + std::to_string(t) + "-" + std::to_string(i) +
+                        ",text,out-" + std::to_string(t) + ".wav,(null),(null),(null)) complete "
+                        "successfully!\n";
+      size_t first = log.find(rec);
+      ASSERT_NE(first, std::string::npos) << rec;
+      ASSERT_EQ(log.find(rec, first + 1), std::string::npos) << rec;
+    }
+}
+
+TEST_F(LogStress, RotationUnderLoad) {
+  write_text("tavn.cfg", "[logger]\nlevel = all\nmaxsize = 40960\nmaxcount = 5\n");
+  ASSERT_EQ(run_requests(), 0);
+  std::vector<std::string> files = logs();
+  EXPECT_GE(files.size(), 2u);  // it did rotate
+  for (const std::string& f : files) {
+    std::string text = slurp(f);
+    EXPECT_EQ(first_torn_line(text), "") << f;
+    // At most one record and the tail block past the limit.
+    EXPECT_LE(text.size(), 40960u + 512u + 400u) << f;
+  }
+}
+
+}  // namespace
