@@ -7,7 +7,7 @@
 //   warm: a request in a process that has spoken before.
 // Also reports the peak resident memory (ru_maxrss) of each kind of run.
 //
-//   bench_engine [DIR] [RUNS] [VOICE]    (defaults: /tmp, 3, en)
+//   bench_engine [DIR] [RUNS] [VOICE] [FORMAT]  (defaults: /tmp, 3, en, the engine's default)
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -82,7 +82,8 @@ Run warm_child(const std::string& text, const std::string& wav, const std::strin
   return inner;
 }
 
-// Playing time of a PCM WAVE file from its header (44-byte layouts).
+// Playing time of a PCM WAVE file from its header (44-byte layouts only, so
+// FORMAT must be a PCM row).
 double wave_seconds(const std::string& path) {
   std::ifstream f(path, std::ios::binary);
   unsigned char h[44];
@@ -127,7 +128,8 @@ int main(int argc, char** argv) {
   const std::string dir = argc > 1 ? argv[1] : "/tmp";
   const int runs = argc > 2 ? std::atoi(argv[2]) : 3;
   const std::string voice = argc > 3 ? argv[3] : "en";
-  const std::string params = "voice=" + voice;
+  const std::string format = argc > 4 ? argv[4] : "";
+  const std::string params = "voice=" + voice + (format.empty() ? "" : ",5=" + format);
   const std::string ours = dir + "/bench_engine_tavn.wav", theirs = dir + "/bench_engine_espeak.wav";
   const std::string text_file = dir + "/bench_engine_text.txt";
 
@@ -138,7 +140,8 @@ int main(int argc, char** argv) {
       {"short", "The quick brown fox jumps over the lazy dog. Then it runs away!"},
       {"long", long_text()},
   };
-  std::printf("voice %s, best of %d runs; RTF = processing time / audio time\n", voice.c_str(), runs);
+  std::printf("voice %s, format %s, best of %d runs; RTF = processing time / audio time\n",
+              voice.c_str(), format.empty() ? "default" : format.c_str(), runs);
   std::printf("%-6s %6s %8s | %-14s %9s %9s %9s | %s\n", "text", "bytes", "audio s", "runner",
               "wall RTF", "cpu RTF", "peak MiB", "RTF ratio (wall, cpu) to espeak-ng -w");
   for (const Case& c : cases) {
