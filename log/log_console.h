@@ -14,6 +14,10 @@ void echo_narrow(const char* text);
 // later printf of the process (or print nothing once stdout is narrow).
 void echo_wide_as_narrow(const wchar_t* text);
 
+// Widens a narrow line as a wide log file receives it (widen_text) and
+// echoes the result with echo_wide_as_narrow().
+void echo_widened(const char* line);
+
 }  // namespace KAVRI_LOG
 
 #endif  // TAVN_LOG_LOG_CONSOLE_H_

@@ -116,6 +116,9 @@ class Log_Impl_T {
  private:
   // Writes narrow text to the file: converted to wide when charset is 2.
   int write_text(const char* text);
+  // The conversion, apart so that its 80 KB buffer is on the stack only
+  // while it runs.
+  __attribute__((noinline)) int write_widened(const char* text);
   // Formats and hands over one record of a level entry point.
   void log_level_v(LOG_LEVEL level, const char* fmt, va_list ap);
 };

@@ -12,11 +12,13 @@
 
 template <class IO, class LOCK, class CFG>
 int Log_Impl_T<IO, LOCK, CFG>::write_text(const char* text) {
-  if (cfg_.charset_ == 2) {
-    wchar_t wide[KAVRI_LOG::kWideTextChars];
-    return io_->write(KAVRI_LOG::widen_text(text, wide));
-  }
-  return io_->write(text);
+  return cfg_.charset_ == 2 ? write_widened(text) : io_->write(text);
+}
+
+template <class IO, class LOCK, class CFG>
+int Log_Impl_T<IO, LOCK, CFG>::write_widened(const char* text) {
+  wchar_t wide[KAVRI_LOG::kWideTextChars];
+  return io_->write(KAVRI_LOG::widen_text(text, wide));
 }
 
 template <class IO, class LOCK, class CFG>

@@ -9,7 +9,6 @@
 #include "log/log_console.h"
 #include "log/log_line.h"
 #include "log/log_process.h"
-#include "log/log_text_output.h"
 
 template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, int style,
@@ -98,12 +97,10 @@ void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, 
 
   // The console shows the same buffer, scrambled bytes included.
   if ((cfg_.output_ & 2) && (level & cfg_.console_level_)) {
-    if (cfg_.charset_ == 2) {
-      wchar_t wide[KAVRI_LOG::kWideTextChars];
-      KAVRI_LOG::echo_wide_as_narrow(KAVRI_LOG::widen_text(line.data(), wide));
-    } else {
+    if (cfg_.charset_ == 2)
+      KAVRI_LOG::echo_widened(line.data());
+    else
       KAVRI_LOG::echo_narrow(line.data());
-    }
   }
 }
 
