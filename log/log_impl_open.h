@@ -6,58 +6,17 @@
 #include <cstdio>
 #include <strings.h>
 
+#include "log/log_cfg_merge.h"
 #include "log/log_make_dir.h"
 
 template <class IO, class LOCK, class CFG>
 int Log_Impl_T<IO, LOCK, CFG>::open(const CFG* cfg, IO* io, void* param) {
   close();
 
-  // Settings an output object carries come first; an explicit record wins.
-  if (io != nullptr && io->config() != nullptr) {
-    const Log_Cfg& from = *io->config();
-    cfg_.max_size_ = from.max_size();
-    cfg_.max_count_ = from.max_count();
-    cfg_.overwrite_ = from.overwrite();
-    cfg_.output_ = from.output();
-    cfg_.level_ = from.level();
-    cfg_.style_ = from.style();
-    cfg_.filter_ = from.filter();
-    cfg_.module_ = from.module();
-    cfg_.flush_always_ = from.flush_always();
-    cfg_.mode_ = from.mode();
-    cfg_.has_head_ = from.has_head();
-    if (from.locale() != nullptr) cfg_.locale_ = from.locale();
-    cfg_.console_level_ = from.console_level();
-    cfg_.charset_ = from.charset();
-    if (from.file_name() != nullptr) cfg_.file_name_ = from.file_name();
-    if (from.title() != nullptr) cfg_.title_ = from.title();
-    cfg_.encrypt_key = 0;
-    cfg_.cfg_mtime = 0;
-  }
-  if (cfg != nullptr) {
-    cfg_.max_size_ = cfg->max_size_;
-    cfg_.max_count_ = cfg->max_count_;
-    cfg_.overwrite_ = cfg->overwrite_;
-    cfg_.output_ = cfg->output_;
-    cfg_.level_ = cfg->level_;
-    cfg_.style_ = cfg->style_;
-    cfg_.filter_ = cfg->filter_;
-    cfg_.module_ = cfg->module_;
-    cfg_.file_name_ = cfg->file_name_;
-    cfg_.title_ = cfg->title_;
-    cfg_.flush_always_ = cfg->flush_always_;
-    cfg_.cfg_file_ = cfg->cfg_file_;
-    cfg_.section = cfg->section;
-    cfg_.cfg_mtime = cfg->cfg_mtime;
-    cfg_.mode_ = cfg->mode_;
-    cfg_.has_head_ = cfg->has_head_;
-    cfg_.encrypt_key = cfg->encrypt_key;
-    cfg_.locale_ = cfg->locale_;
-    cfg_.console_level_ = cfg->console_level_;
-    cfg_.charset_ = cfg->charset_;
-    cfg_.include = cfg->include;
-    cfg_.exclude = cfg->exclude;
-  }
+  // Settings an output object carries come first; an explicit record wins
+  // whole.
+  if (io != nullptr && io->config() != nullptr) take_output_settings(cfg_, *io->config());
+  if (cfg != nullptr) cfg_ = *cfg;
 
   // "null" only queries the locale, "empty" takes the environment's,
   // "skip" leaves it alone; any other name is set as it stands.
