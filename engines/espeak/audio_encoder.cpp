@@ -37,21 +37,21 @@ void AudioEncoder::release_codec() {
   oki_ = nullptr;
 }
 
-uint32_t AudioEncoder::start(const FormatSpec& spec, uint32_t input_rate) {
+uint32_t AudioEncoder::start(const OutputFormat& fmt, uint32_t input_rate) {
   started_ = false;
   release_codec();
-  if (input_rate == 0 || spec.sample_rate == 0) return ENGINE_ERR_CODEC;
-  if (resampler_ != nullptr && (resampler_rate_ != spec.sample_rate || input_rate_ != input_rate)) {
+  if (input_rate == 0 || fmt.sample_rate == 0) return ENGINE_ERR_CODEC;
+  if (resampler_ != nullptr && (resampler_rate_ != fmt.sample_rate || input_rate_ != input_rate)) {
     soxr_delete(resampler_);
     resampler_ = nullptr;
   }
-  if (resampler_ == nullptr && spec.sample_rate != input_rate) {
+  if (resampler_ == nullptr && fmt.sample_rate != input_rate) {
     soxr_error_t err = nullptr;
     soxr_io_spec_t io = soxr_io_spec(SOXR_INT16_I, SOXR_INT16_I);
     io.flags = SOXR_NO_DITHER;  // silence stays exactly silent, output is repeatable
     const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
     const soxr_runtime_spec_t runtime = soxr_runtime_spec(1);  // no helper threads
-    resampler_ = soxr_create(input_rate, spec.sample_rate, 1, &err, &io, &quality, &runtime);
+    resampler_ = soxr_create(input_rate, fmt.sample_rate, 1, &err, &io, &quality, &runtime);
     if (resampler_ == nullptr || err != nullptr) {
       if (resampler_ != nullptr) soxr_delete(resampler_);
       resampler_ = nullptr;
@@ -59,21 +59,21 @@ uint32_t AudioEncoder::start(const FormatSpec& spec, uint32_t input_rate) {
     }
   }
   input_rate_ = input_rate;
-  resampler_rate_ = spec.sample_rate;
+  resampler_rate_ = fmt.sample_rate;
   if (resampler_ != nullptr) soxr_clear(resampler_);
 
-  if (spec.codec == Codec::kG726) {
+  if (fmt.codec == Codec::kG726) {
     // spandsp names the G.726 variants by their bit rate at 8000 samples/s.
-    g726_ = g726_init(nullptr, static_cast<int>(spec.bits * 8000), G726_ENCODING_LINEAR,
+    g726_ = g726_init(nullptr, static_cast<int>(fmt.bits * 8000), G726_ENCODING_LINEAR,
                       G726_PACKING_RIGHT);
     if (g726_ == nullptr) return ENGINE_ERR_CODEC;
-  } else if (spec.codec == Codec::kVox) {
+  } else if (fmt.codec == Codec::kVox) {
     // The 32000 mode codes every input sample; the 6000 Hz rows get samples
     // already resampled to 6000 Hz.
     oki_ = oki_adpcm_init(nullptr, 32000);
     if (oki_ == nullptr) return ENGINE_ERR_CODEC;
   }
-  spec_ = spec;
+  fmt_ = fmt;
   started_ = true;
   return 0;
 }
@@ -112,12 +112,12 @@ uint32_t AudioEncoder::encode(const int16_t* samples, size_t count, std::vector<
   const size_t old_size = out->size();
   try {
     if (uint32_t r = resample(samples, count)) return r;
-    const size_t unit = spec_.sample_unit;
+    const size_t unit = fmt_.sample_unit;
     resampled_.resize((resampled_.size() + unit - 1) / unit * unit, 0);
     const size_t n = resampled_.size();
     const int16_t* in = resampled_.data();
 
-    switch (spec_.codec) {
+    switch (fmt_.codec) {
       case Codec::kPcm16:
         out->resize(old_size + 2 * n);
         for (size_t i = 0; i < n; ++i) {
@@ -140,13 +140,13 @@ uint32_t AudioEncoder::encode(const int16_t* samples, size_t count, std::vector<
         break;
       case Codec::kG726:
       case Codec::kVox: {
-        const size_t bytes = n * spec_.bits / 8;  // n is a whole number of bytes' worth
+        const size_t bytes = n * fmt_.bits / 8;  // n is a whole number of bytes' worth
         out->resize(old_size + bytes);
         size_t written = 0;
         for (size_t at = 0; at < n; at += kChunk) {
           const int len = static_cast<int>(n - at < kChunk ? n - at : kChunk);
           uint8_t* dst = out->data() + old_size + written;
-          const int got = spec_.codec == Codec::kG726 ? g726_encode(g726_, dst, in + at, len)
+          const int got = fmt_.codec == Codec::kG726 ? g726_encode(g726_, dst, in + at, len)
                                                       : oki_adpcm_encode(oki_, dst, in + at, len);
           if (got < 0) {
             out->resize(old_size);

@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "engines/espeak/format_spec.h"
+#include "engines/espeak/output_format.h"
 
 struct soxr;
 struct g726_state_s;
@@ -26,14 +26,14 @@ class AudioEncoder {
   AudioEncoder(const AudioEncoder&) = delete;
   AudioEncoder& operator=(const AudioEncoder&) = delete;
 
-  // Begins a new stream of `spec` from samples at `input_rate` Hz.  Returns 0,
+  // Begins a new stream of `fmt` from samples at `input_rate` Hz.  Returns 0,
   // or ENGINE_ERR_CODEC when the resampler or encoder cannot be made (the
   // encoder is then unusable until a successful start()).
-  uint32_t start(const FormatSpec& spec, uint32_t input_rate);
+  uint32_t start(const OutputFormat& fmt, uint32_t input_rate);
 
   // Resamples and encodes `count` samples (one sentence) and appends the bytes
   // to `out`.  The resampled sentence is padded with silence to a multiple of
-  // spec.sample_unit samples, so it always ends on a byte boundary and its
+  // fmt.sample_unit samples, so it always ends on a byte boundary and its
   // byte count is exactly its playing time times the format's byte rate.
   // Returns 0, ENGINE_ERR_CODEC, or ENGINE_ERR_NO_MEMORY (out unchanged).
   uint32_t encode(const int16_t* samples, size_t count, std::vector<uint8_t>* out);
@@ -42,7 +42,7 @@ class AudioEncoder {
   void release_codec();
   uint32_t resample(const int16_t* samples, size_t count);
 
-  FormatSpec spec_;
+  OutputFormat fmt_;
   bool started_ = false;
   uint32_t input_rate_ = 0;
   soxr* resampler_ = nullptr;       // made for input_rate_ -> resampler_rate_

@@ -9,15 +9,15 @@
 namespace espeak_engine {
 
 Connection::Connection(const EngineSettings& settings) : settings_(settings) {
-  if (!lookup_format(settings.format, &spec_)) lookup_format(kDefaultFormat, &spec_);
+  if (!lookup_format(settings.format, &fmt_)) lookup_format(kDefaultFormat, &fmt_);
 }
 
 uint32_t Connection::set_format(uint32_t format) {
   if (running_) return ENGINE_ERR_BUSY;
-  FormatSpec spec;
-  if (!lookup_format(format, &spec)) return ENGINE_ERR_FORMAT_REFUSED;
-  spec_ = spec;
-  settings_.format = spec.format;
+  OutputFormat fmt;
+  if (!lookup_format(format, &fmt)) return ENGINE_ERR_FORMAT_REFUSED;
+  fmt_ = fmt;
+  settings_.format = fmt.format;
   return 0;
 }
 
@@ -25,7 +25,7 @@ void Connection::fill(TTSSynthRecord* record, uint32_t status, const Sentence& s
   record->status = status;
   record->audio_length = static_cast<uint32_t>(piece_.size());
   record->audio = piece_.empty() ? nullptr : piece_.data();
-  record->non_audio_bytes = spec_.header_length;
+  record->non_audio_bytes = fmt_.header_length;
   record->sentence_begin = static_cast<uint32_t>(sentence.begin);
   record->sentence_end = static_cast<uint32_t>(sentence.end);
 }
@@ -36,11 +36,11 @@ uint32_t Connection::start(TTSSynthRecord* record) {
   if (record->text == nullptr && record->text_length != 0) return ENGINE_ERR_NULL_ARGUMENT;
   const uint32_t rate = synth_sample_rate();
   if (rate == 0) return ENGINE_ERR_NOT_INITIALIZED;
-  if (uint32_t r = encoder_.start(spec_, rate)) return r;
+  if (uint32_t r = encoder_.start(fmt_, rate)) return r;
   try {
     text_.assign(record->text == nullptr ? "" : record->text, record->text_length);
     uint8_t header[kMaxHeaderLength];
-    const size_t header_length = write_wave_header(spec_, header);
+    const size_t header_length = write_wave_header(fmt_, header);
     piece_.assign(header, header + header_length);
   } catch (const std::bad_alloc&) {
     return ENGINE_ERR_NO_MEMORY;
@@ -59,7 +59,7 @@ uint32_t Connection::next(TTSSynthRecord* record) {
   uint32_t r = synth_sentence(settings_, text.substr(sentence.begin, sentence.end - sentence.begin),
                               &samples_);
   if (r != 0) return r;
-  piece_.resize(spec_.header_length);  // keep the header, drop the last sentence
+  piece_.resize(fmt_.header_length);  // keep the header, drop the last sentence
   r = encoder_.encode(samples_.data(), samples_.size(), &piece_);
   if (r != 0) return r;
   have_pending_ = next_sentence(text, sentence.end, &pending_);

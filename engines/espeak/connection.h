@@ -19,7 +19,7 @@
 
 #include "engines/espeak/audio_encoder.h"
 #include "engines/espeak/engine_params.h"
-#include "engines/espeak/format_spec.h"
+#include "engines/espeak/output_format.h"
 #include "engines/espeak/sentence_splitter.h"
 #include "synth/kavritts.h"
 
@@ -32,7 +32,7 @@ class Connection {
   // Engine parameter 5.  set_format takes 0 (the default) to 22 and returns
   // 0, ENGINE_ERR_FORMAT_REFUSED or, while a request runs, ENGINE_ERR_BUSY.
   uint32_t set_format(uint32_t format);
-  uint32_t format() const { return spec_.format; }
+  uint32_t format() const { return fmt_.format; }
 
   // TTSSynthText: takes a copy of record->text (text_length bytes) and fills
   // the record with the first piece, the header alone; status is 1 unless
@@ -51,7 +51,7 @@ class Connection {
   void fill(TTSSynthRecord* record, uint32_t status, const Sentence& sentence);
 
   EngineSettings settings_;
-  FormatSpec spec_;
+  OutputFormat fmt_;
   bool running_ = false;
   std::string text_;            // the request's text
   bool have_pending_ = false;   // the sentence the next fetch renders

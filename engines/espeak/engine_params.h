@@ -23,7 +23,7 @@
 #include <string>
 #include <string_view>
 
-#include "engines/espeak/format_spec.h"
+#include "engines/espeak/output_format.h"
 
 namespace espeak_engine {
 

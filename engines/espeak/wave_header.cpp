@@ -17,23 +17,23 @@ void put32(uint8_t* p, uint32_t v) {
 
 }  // namespace
 
-size_t write_wave_header(const FormatSpec& spec, uint8_t out[kMaxHeaderLength]) {
-  const size_t length = spec.header_length;
+size_t write_wave_header(const OutputFormat& fmt, uint8_t out[kMaxHeaderLength]) {
+  const size_t length = fmt.header_length;
   if (length != 44 && length != 58) return 0;
   std::memset(out, 0, length);
-  const uint32_t block_align = spec.bits / 8;
+  const uint32_t block_align = fmt.bits / 8;
   const size_t fmt_size = length == 44 ? 16 : 18;  // 18: with cbSize = 0
 
   std::memcpy(out, "RIFF", 4);
   put32(out + 4, static_cast<uint32_t>(length - 8));
   std::memcpy(out + 8, "WAVEfmt ", 8);
   put32(out + 16, static_cast<uint32_t>(fmt_size));
-  put16(out + 20, spec.wave_tag);
+  put16(out + 20, fmt.wave_tag);
   put16(out + 22, 1);  // mono
-  put32(out + 24, spec.sample_rate);
-  put32(out + 28, spec.sample_rate * block_align);
+  put32(out + 24, fmt.sample_rate);
+  put32(out + 28, fmt.sample_rate * block_align);
   put16(out + 32, block_align);
-  put16(out + 34, spec.bits);
+  put16(out + 34, fmt.bits);
   uint8_t* p = out + 20 + fmt_size;  // cbSize, when present, stays 0
   if (length == 58) {
     std::memcpy(p, "fact", 4);

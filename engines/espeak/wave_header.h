@@ -5,18 +5,18 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "engines/espeak/format_spec.h"
+#include "engines/espeak/output_format.h"
 
 namespace espeak_engine {
 
 constexpr size_t kMaxHeaderLength = 58;
 
-// Writes spec.header_length bytes (44 or 58; nothing for headerless formats)
+// Writes fmt.header_length bytes (44 or 58; nothing for headerless formats)
 // into `out` and returns that length.  The header describes an empty stream:
 // RIFF size = header length - 8, data size 0 and, in the 58-byte layout
 // (format chunk with cbSize, then a fact chunk), sample count 0.  The reader
 // of the pieces patches the sizes once the audio is complete.
-size_t write_wave_header(const FormatSpec& spec, uint8_t out[kMaxHeaderLength]);
+size_t write_wave_header(const OutputFormat& fmt, uint8_t out[kMaxHeaderLength]);
 
 }  // namespace espeak_engine
 

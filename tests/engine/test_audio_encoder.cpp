@@ -5,7 +5,7 @@
 
 #include "engines/espeak/audio_encoder.h"
 #include "engines/espeak/engine_codes.h"
-#include "engines/espeak/format_spec.h"
+#include "engines/espeak/output_format.h"
 
 // spandsp's headers after <cmath>: they define math helpers of their own.
 #include <spandsp/telephony.h>
@@ -27,7 +27,7 @@ std::vector<int16_t> tone(size_t count, double hz, double amplitude) {
 }
 
 // Decodes with spandsp, independently of the encoder's code paths.
-std::vector<int16_t> decode(const FormatSpec& s, const std::vector<uint8_t>& b) {
+std::vector<int16_t> decode(const OutputFormat& s, const std::vector<uint8_t>& b) {
   std::vector<int16_t> out(b.size() * 8 / s.bits);
   for (size_t i = 0; i < b.size() && s.bits >= 8; ++i) {
     switch (s.codec) {
@@ -53,7 +53,7 @@ std::vector<int16_t> decode(const FormatSpec& s, const std::vector<uint8_t>& b) 
 TEST(AudioEncoder, EveryFormatKeepsItsByteRateAndDecodesToTheInput) {
   const std::vector<int16_t> one_second = tone(kInputRate, 440, 8000);
   for (uint32_t format = 1; format <= kLastFormat; ++format) {
-    FormatSpec s;
+    OutputFormat s;
     ASSERT_TRUE(lookup_format(format, &s));
     AudioEncoder enc;
     ASSERT_EQ(enc.start(s, kInputRate), 0u);

@@ -4,8 +4,8 @@
 // Sample rate and bits come from audio_format_table, so that the byte count
 // of one second is sample_rate * bits / 8 exactly, which is how the front end
 // turns bytes into time.  Plain data: safe from any thread.
-#ifndef TAVN_ENGINES_ESPEAK_FORMAT_SPEC_H_
-#define TAVN_ENGINES_ESPEAK_FORMAT_SPEC_H_
+#ifndef TAVN_ENGINES_ESPEAK_OUTPUT_FORMAT_H_
+#define TAVN_ENGINES_ESPEAK_OUTPUT_FORMAT_H_
 
 #include <cstdint>
 
@@ -20,7 +20,7 @@ enum class Codec {
   kVox,    // OKI (Dialogic) 4-bit ADPCM, high nibble first
 };
 
-struct FormatSpec {
+struct OutputFormat {
   uint32_t format = 0;         // row of audio_format_table
   uint32_t sample_rate = 0;    // Hz
   uint32_t bits = 0;           // bits per sample
@@ -40,8 +40,8 @@ constexpr bool is_converter_format(uint32_t value) { return value >= 101 && valu
 
 // Fills `out` for format `format` (0 resolves to kDefaultFormat).  Returns
 // false, leaving `out` alone, for every value above 22.
-bool lookup_format(uint32_t format, FormatSpec* out);
+bool lookup_format(uint32_t format, OutputFormat* out);
 
 }  // namespace espeak_engine
 
-#endif  // TAVN_ENGINES_ESPEAK_FORMAT_SPEC_H_
+#endif  // TAVN_ENGINES_ESPEAK_OUTPUT_FORMAT_H_

@@ -1,14 +1,14 @@
-#include "engines/espeak/format_spec.h"
+#include "engines/espeak/output_format.h"
 
 #include "synth/audio_format.h"
 
 namespace espeak_engine {
 
-bool lookup_format(uint32_t format, FormatSpec* out) {
+bool lookup_format(uint32_t format, OutputFormat* out) {
   if (format == 0) format = kDefaultFormat;
   if (format > kLastFormat) return false;
   const AudioFormat& row = audio_format_table[format];
-  FormatSpec s;
+  OutputFormat s;
   s.format = format;
   s.sample_rate = row.sample_rate;
   s.bits = row.bits_per_sample;
