@@ -7,7 +7,7 @@
 
 #include <atomic>
 #include <cstring>
-#include <set>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -56,37 +56,19 @@ int run_requests() {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-// A record line: "[yy/mm/dd-hh:mm:ss mmm][LVL][Px....][Tx....] message".
-bool whole_record(const std::string& line) {
-  static const char shape[] = "[dd/dd/dd-dd:dd:dd ddd][";
-  if (line.size() < sizeof shape) return false;
-  for (size_t i = 0; i + 1 < sizeof shape; ++i) {
-    char c = line[i];
-    if (shape[i] == 'd' ? (c < '0' || c > '9') : c != shape[i]) return false;
-  }
-  size_t px = line.find("][Px", 24), tx = line.find("][Tx", 24), body = line.find("] ", 24);
-  if (px == std::string::npos || tx == std::string::npos || body == std::string::npos) return false;
-  // One prefix only: a second time stamp inside the line means two records ran together.
-  return line.find("[Px", px + 4) == std::string::npos;
-}
-
-bool whole_block_line(const std::string& line) {
-  static const char* starts[] = {"=============================================================",
-                                 "\tKavri log file", "\tSubject :", "\tCreated-Time :",
-                                 "\tContinued-Time :", "\tApplication:", "\tModule:", "\tPID: ",
-                                 "\tTalvern Logging End-Time: ", "\tTalvern Logging Continue-Time: "};
-  for (const char* s : starts)
-    if (line.compare(0, std::strlen(s), s) == 0) return true;
-  return false;
-}
-
-// Every line of `text` is a whole record or a line of a head or tail block;
-// returns the first that is not, or "".
+// Every line of `text` is one whole record or a line of a head or tail
+// block; returns the first that is not, or "".
 std::string first_torn_line(const std::string& text) {
+  static const std::regex record(
+      R"(\[\d\d/\d\d/\d\d-\d\d:\d\d:\d\d \d{3}\]\[[A-Z]{3}\]\[Px[0-9a-f]{4,}\]\[Tx[0-9a-f]{4,}\] )"
+      R"((?:(?!\[Px).)*)");
+  static const std::regex block(
+      R"(=+|\t(Kavri log file|Subject :|(Created|Continued)-Time :|Application:|Module:|PID: )"
+      R"(|Talvern Logging (End|Continue)-Time: ).*)");
   std::istringstream in(text);
   std::string line;
   while (std::getline(in, line))
-    if (!whole_record(line) && !whole_block_line(line)) return line;
+    if (!std::regex_match(line, record) && !std::regex_match(line, block)) return line;
   if (!text.empty() && text.back() != '\n') return "(no final line break)";
   return "";
 }

@@ -133,33 +133,24 @@ TEST_F(Synch, NoFormatFromTheEngineMeansFormatZero) {
   EXPECT_NE(text().find("Time:\"   infs\""), std::string::npos);
 }
 
-TEST_F(Synch, CapacityAroundTheHead) {
+TEST_F(Synch, CapacityTooSmallEmptiesTheText) {
+  const std::vector<Piece> script = {sentence(320, 0, 2), sentence(10, 3, 5, 0)};
+  ASSERT_EQ(run("A. B.", script, 4000, "u"), 0u);  // under 200 bytes is fine with synch
+  const int full = static_cast<int>(text().size());
   const int head_length = static_cast<int>(head("u", out()).size());
-  // Equal: the head is taken and synthesis starts; the first record then
-  // overflows.  One less: refused before the engine synthesises anything.
+  // One less than the head: refused before the engine synthesises anything.
+  // Equal to the head: taken (the terminator goes one past); the first
+  // record then overflows.  One less than the whole text: the tail fails.
   struct Case { int capacity; int synth_calls; } cases[] = {
-      {head_length, 1}, {head_length - 1, 0}};
+      {head_length - 1, 0}, {head_length, 1}, {full - 1, 1}};
   for (const Case& c : cases) {
     scripted::reset();
-    EXPECT_EQ(run("A. B.", {sentence(320, 0, 2), sentence(320, 3, 5, 0)}, c.capacity, "u"),
-              ERR_SYNCH_BUFFER);
+    scripted::set_format(true, 4);
+    EXPECT_EQ(run("A. B.", script, c.capacity, "u"), ERR_SYNCH_BUFFER) << c.capacity;
     EXPECT_EQ(text(), "");
     EXPECT_EQ(scripted::record().synth_text, c.synth_calls);
     EXPECT_EQ(scripted::record().open_handles, 0);
   }
-}
-
-TEST_F(Synch, TailThatDoesNotFit) {
-  std::string full_text;
-  ASSERT_EQ(run("A.", {sentence(320, 0, 2, 0)}), 0u);
-  full_text = text();
-  int capacity = static_cast<int>(full_text.size()) - 1;
-  EXPECT_EQ(run("A.", {sentence(320, 0, 2, 0)}, capacity), ERR_SYNCH_BUFFER);
-  EXPECT_EQ(text(), "");
-}
-
-TEST_F(Synch, ShortAudioIsFineWithSynch) {
-  EXPECT_EQ(run("A.", {sentence(10, 0, 2, 0)}), 0u);
 }
 
 TEST_F(Synch, LongMediaUrlGivesTheWholeHead) {
