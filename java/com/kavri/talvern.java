@@ -14,6 +14,8 @@ public class talvern {
         System.loadLibrary("tavn");
     }
 
+    // An instance method: the native side never looks at the object, so a
+    // static declaration would bind as well.
     public native int TalvernSynth(byte[] text, boolean isFile, byte[] outFile,
                                    byte[] connStr1, byte[] connStr2, byte[] params);
 }
