@@ -10,6 +10,7 @@
 #include <regex>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "synth/tavn.h"
@@ -17,14 +18,12 @@
 namespace {
 
 const std::string kEnglish =
-    "The quick brown fox jumps over the lazy dog. Then it runs away! Does it come back? "
-    "Nobody knows.";
+    "The quick brown fox jumps over the lazy dog. Then it runs away! Does it come back? Nobody knows.";
 const std::string kChinese = "今天天气很好。我们去公园散步吧！你觉得怎么样？";
 
 // This test's own file names, so tests running side by side never meet.
 std::string file_for(const std::string& suffix) {
-  const ::testing::TestInfo* t = ::testing::UnitTest::GetInstance()->current_test_info();
-  return std::string(t->name()) + "_" + suffix;
+  return std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "_" + suffix;
 }
 
 std::string read_file(const std::string& path) {
@@ -49,11 +48,11 @@ std::string run(const std::string& command, int* status = nullptr) {
 
 double number(const std::string& command) { return std::atof(run(command + " 2>&1").c_str()); }
 
-// sox's view of a file: "rate bits encoding", and its RMS level.
+// sox's view of a file: rate, bits and encoding on a line each; its length; its RMS level.
 std::string soxi(const std::string& f) {
-  const std::string out = run("for o in -r -b -e; do soxi $o " + quote(f) + "; done 2>&1 | tr '\\n' ' '");
-  return out.substr(0, out.size() - 1);
+  return run("for o in -r -b -e; do soxi $o " + quote(f) + "; done 2>&1");
 }
+double seconds_of(const std::string& f) { return number("soxi -D " + quote(f)); }
 double level(const std::string& f, const std::string& type = "") {
   return number("sox " + type + " " + quote(f) + " -n stat 2>&1 | sed -n 's/RMS *amplitude: *//p'");
 }
@@ -62,20 +61,18 @@ uint32_t speak_to(const std::string& text, const std::string& out, const std::st
   return TalvernSynth(text.c_str(), false, out.c_str(), "", "", params.c_str());
 }
 
-struct Synch {
+// Group 1 of every match of `pattern` in `s` as a number; group 2, if asked
+// for, joined by '|' into *texts.
+std::vector<double> times_in(const std::string& s, const char* pattern, std::string* texts = nullptr) {
   std::vector<double> times;
-  std::vector<std::string> texts;
-};
-
-Synch parse_synch(const std::string& s) {
-  Synch out;
-  const std::regex record("Time:\"([^\"]*)s\",\n    SentenseText :\"([^\"]*)\"");
-  for (std::sregex_iterator it(s.begin(), s.end(), record), end; it != end; ++it) {
-    out.times.push_back(std::atof((*it)[1].str().c_str()));
-    out.texts.push_back((*it)[2].str());
+  const std::regex re(pattern);
+  for (std::sregex_iterator it(s.begin(), s.end(), re), end; it != end; ++it) {
+    times.push_back(std::atof((*it)[1].str().c_str()));
+    if (texts != nullptr) *texts += (texts->empty() ? "" : "|") + (*it)[2].str();
   }
-  return out;
+  return times;
 }
+const char kSynchRecord[] = "Time:\"([^\"]*)s\",\n    SentenseText :\"([^\"]*)\"";
 
 TEST(EngineRequest, LastsAsLongAsEspeakNgsOwnRendering) {
   for (const auto& [voice, text] : {std::pair{"en", kEnglish}, std::pair{"cmn", kChinese}}) {
@@ -84,16 +81,14 @@ TEST(EngineRequest, LastsAsLongAsEspeakNgsOwnRendering) {
     int status = -1;
     run("espeak-ng -v " + std::string(voice) + " -w " + quote(ref) + " " + quote(text), &status);
     ASSERT_EQ(status, 0) << "espeak-ng";
-    const double expected = number("soxi -D " + quote(ref));
-    EXPECT_NEAR(number("soxi -D " + quote(ours)), expected, 0.02 * expected) << voice;
+    EXPECT_NEAR(seconds_of(ours), seconds_of(ref), 0.02 * seconds_of(ref)) << voice;
   }
 }
 
 TEST(EngineRequest, EveryFormatReadsBackAtItsRateBitsAndLength) {
-  const std::string text = "Sox reads this file. Twice over.";
-  ASSERT_EQ(speak_to(text, file_for("4.wav"), ""), 0u);
-  const double seconds = number("soxi -D " + quote(file_for("4.wav")));
-  const double loud = level(file_for("4.wav"));
+  const std::string text = "Sox reads this file. Twice over.", pcm = file_for("4.wav");
+  ASSERT_EQ(speak_to(text, pcm, ""), 0u);
+  const double seconds = seconds_of(pcm), loud = level(pcm);
   ASSERT_GT(seconds, 1.0);
   const char* const kPcm8 = "Unsigned Integer PCM", *const kPcm16 = "Signed Integer PCM";
   const struct {
@@ -113,12 +108,12 @@ TEST(EngineRequest, EveryFormatReadsBackAtItsRateBitsAndLength) {
   for (const auto& c : cases) {
     const std::string f = file_for(std::to_string(c.format));
     ASSERT_EQ(speak_to(text, f, "5=" + std::to_string(c.format)), 0u) << c.format;
-    const std::string bytes = read_file(f);
-    const double byte_rate = c.rate * c.bits / 8.0;
-    EXPECT_NEAR((bytes.size() - c.header) / byte_rate, seconds, 0.01 * seconds) << c.format;
+    const std::string data = read_file(f);
+    EXPECT_NEAR((data.size() - c.header) / (c.rate * c.bits / 8.0), seconds, 0.01 * seconds) << c.format;
     if (c.encoding != nullptr) {
-      EXPECT_EQ(soxi(f), std::to_string(c.rate) + " " + std::to_string(c.bits) + " " + c.encoding);
-      EXPECT_EQ(bytes.compare(c.header - 8, 4, "data"), 0) << c.format;
+      EXPECT_EQ(soxi(f), std::to_string(c.rate) + "\n" + std::to_string(c.bits) + "\n" + c.encoding + "\n")
+          << c.format;
+      EXPECT_EQ(data.compare(c.header - 8, 4, "data"), 0) << c.format;
       EXPECT_NEAR(level(f), loud, 0.15 * loud) << c.format;
     } else if (c.sox_type != nullptr) {
       EXPECT_NEAR(level(f, c.sox_type), loud, 0.25 * loud) << c.format;  // right nibble order
@@ -130,131 +125,104 @@ TEST(EngineRequest, EveryFormatReadsBackAtItsRateBitsAndLength) {
 // libespeak-ng afresh, so their sentence times can be compared closely.
 TEST(EngineRequest, SynchTimesAgreeWithEspeakSentenceEvents) {
   const struct {
-    const char* voice;
-    uint32_t format;
-    std::string text;
-    std::vector<std::string> sentences;
+    const char *voice, *format;
+    std::string text, sentences;
   } cases[] = {
-      {"en", 4, kEnglish,
-       {"The quick brown fox jumps over the lazy dog.", "Then it runs away!", "Does it come back?",
-        "Nobody knows."}},
-      {"en", 12, "One. Two. Three.", {"One.", "Two.", "Three."}},
-      {"en", 19, "No header here. Times still hold.", {"No header here.", "Times still hold."}},
-      {"cmn", 3, kChinese, {"今天天气很好。", "我们去公园散步吧！", "你觉得怎么样？"}},
+      {"en", "4", kEnglish,
+       "The quick brown fox jumps over the lazy dog.|Then it runs away!|Does it come back?|"
+       "Nobody knows."},
+      {"en", "12", "One. Two. Three.", "One.|Two.|Three."},
+      {"en", "19", "No header here. Times still hold.", "No header here.|Times still hold."},
+      {"cmn", "3", kChinese, "今天天气很好。|我们去公园散步吧！|你觉得怎么样？"},
   };
   for (const auto& c : cases) {
     const std::string wav = file_for("out.wav"), synch_file = file_for("synch.txt");
     int status = -1;
-    run(std::string(TAVN_SAY) + " --voice " + c.voice + " --format " + std::to_string(c.format) +
+    run(std::string(TAVN_SAY) + " --voice " + c.voice + " --format " + c.format +
             " --media-url http://h/a -o " + wav + " --synch=" + synch_file + " " + quote(c.text),
         &status);
     ASSERT_EQ(status, 0) << c.voice << " " << c.format;
     const std::string synch = read_file(synch_file);
     EXPECT_EQ(synch.rfind("{\nMediaUrl:\"http://h/a\",\nAbsolutePath:\"" + wav + "\",\n", 0), 0u);
-    const Synch ours = parse_synch(synch);
-    EXPECT_EQ(ours.texts, c.sentences);
-
+    std::string texts;
+    const std::vector<double> ours = times_in(synch, kSynchRecord, &texts);
+    EXPECT_EQ(texts, c.sentences);
     const std::string events =
-        run(std::string(ESPEAK_EVENTS) + " " + c.voice + " 175 " + quote(c.text), &status);
+        run(std::string(ESPEAK_EVENTS) + " " + c.voice + " " + quote(c.text), &status);
     ASSERT_EQ(status, 0);
-    const std::regex line("sentence ([0-9.]+)");
-    std::vector<double> starts;
-    for (std::sregex_iterator it(events.begin(), events.end(), line), end; it != end; ++it)
-      starts.push_back(std::atof((*it)[1].str().c_str()));
-    ASSERT_EQ(ours.times.size(), starts.size()) << events;
+    const std::vector<double> starts = times_in(events, "sentence ([0-9.]+)");
+    ASSERT_EQ(ours.size(), starts.size()) << events;
     for (size_t i = 0; i < starts.size(); ++i) {
-      EXPECT_NEAR(ours.times[i], starts[i], 0.010) << c.voice << " sentence " << i;
-      if (i > 0) {
-        EXPECT_GT(ours.times[i], ours.times[i - 1] + 0.3);
-      }
+      EXPECT_NEAR(ours[i], starts[i], 0.010) << c.voice << " sentence " << i;
+      EXPECT_GT(ours[i], i == 0 ? -1 : ours[i - 1] + 0.3);  // increasing
     }
   }
 }
 
 TEST(EngineRequest, EightRequestsAtOnceEachGetTheirOwnFile) {
-  const std::vector<std::pair<std::string, std::string>> jobs = {  // text, params
-      {kEnglish, ""},
-      {kChinese, "voice=cmn,5=12"},
-      {"Short one.", "5=1,rate=300"},
-      {"Guten Tag. Wie geht es Ihnen?", "voice=de,5=9"},
-      {"Bonjour tout le monde. Au revoir.", "voice=fr,5=6"},
-      {"Raw adpcm here. And here.", "5=19"},
-      {"High and slow. Very slow.", "pitch=90,rate=120,5=3"},
-      {"Dialogic audio. Six kilohertz.", "5=21"},
+  const struct {
+    std::string text, params;
+    bool raw;  // no header for sox to read
+  } jobs[] = {
+      {kEnglish, "", false},
+      {kChinese, "voice=cmn,5=12", false},
+      {"Short one.", "5=1,rate=300", false},
+      {"Guten Tag. Wie geht es Ihnen?", "voice=de,5=9", false},
+      {"Bonjour tout le monde. Au revoir.", "voice=fr,5=6", false},
+      {"Raw adpcm here. And here.", "5=19", true},
+      {"High and slow. Very slow.", "pitch=90,rate=120,5=3", false},
+      {"Dialogic audio. Six kilohertz.", "5=21", true},
   };
-  struct Outcome {
-    uint32_t result = 1;
-    std::string synch;
-    size_t bytes = 0;
+  constexpr size_t kJobs = sizeof jobs / sizeof jobs[0];
+  std::string synch[2][kJobs];  // each job alone, then all at once
+  auto file = [](int at_once, size_t k) {
+    return file_for(std::to_string(at_once) + "_" + std::to_string(k));
   };
-  auto run_job = [](const std::pair<std::string, std::string>& j, std::string out, Outcome* o) {
+  auto speak = [&](int at_once, size_t k) {
     std::vector<char> buffer(8192);
     char* p = buffer.data();
-    o->result = TavnSynthSyn(j.first.c_str(), false, out.c_str(), "", "", j.second.c_str(), "", &p,
-                             static_cast<int>(buffer.size() - 1));
-    o->synch = buffer.data();
-    o->bytes = read_file(out).size();
+    EXPECT_EQ(TavnSynthSyn(jobs[k].text.c_str(), false, file(at_once, k).c_str(), "", "",
+                           jobs[k].params.c_str(), "", &p, static_cast<int>(buffer.size() - 1)),
+              0u) << jobs[k].params;
+    synch[at_once][k] = buffer.data();
   };
-  std::vector<Outcome> alone(jobs.size()), together(jobs.size());
-  for (size_t k = 0; k < jobs.size(); ++k)
-    run_job(jobs[k], file_for(std::to_string(k) + "_alone"), &alone[k]);
   std::vector<std::thread> threads;
-  for (size_t k = 0; k < jobs.size(); ++k)
-    threads.emplace_back(run_job, jobs[k], file_for(std::to_string(k)), &together[k]);
+  for (size_t k = 0; k < kJobs; ++k) speak(0, k);
+  for (size_t k = 0; k < kJobs; ++k) threads.emplace_back(speak, 1, k);
   for (std::thread& t : threads) t.join();
   // The same sentences at about the same times: libespeak-ng carries some
   // prosody over from the sentence spoken before, which is now another
   // request's; another request's rate or format would show far more.
-  for (size_t k = 0; k < jobs.size(); ++k) {
-    ASSERT_EQ(alone[k].result, 0u) << jobs[k].second;
-    ASSERT_EQ(together[k].result, 0u) << jobs[k].second;
-    const Synch a = parse_synch(alone[k].synch), b = parse_synch(together[k].synch);
-    EXPECT_EQ(b.texts, a.texts) << jobs[k].second;
-    ASSERT_EQ(b.times.size(), a.times.size());
-    for (size_t i = 1; i < a.times.size(); ++i) EXPECT_NEAR(b.times[i], a.times[i], 0.1 * a.times[i]);
-    EXPECT_NEAR(double(together[k].bytes), double(alone[k].bytes), 0.1 * alone[k].bytes);
-    if (jobs[k].second.find("5=19") == std::string::npos &&
-        jobs[k].second.find("5=21") == std::string::npos) {
-      EXPECT_EQ(soxi(file_for(std::to_string(k))), soxi(file_for(std::to_string(k) + "_alone")));
+  for (size_t k = 0; k < kJobs; ++k) {
+    std::string a_texts, b_texts;
+    const std::vector<double> a = times_in(synch[0][k], kSynchRecord, &a_texts);
+    const std::vector<double> b = times_in(synch[1][k], kSynchRecord, &b_texts);
+    EXPECT_FALSE(a_texts.empty());
+    EXPECT_EQ(b_texts, a_texts) << jobs[k].params;
+    for (size_t i = 1; i < a.size() && i < b.size(); ++i)
+      EXPECT_NEAR(b[i], a[i], 0.1 * a[i]) << jobs[k].params << " sentence " << i;
+    const double bytes = double(read_file(file(0, k)).size());
+    EXPECT_NEAR(double(read_file(file(1, k)).size()), bytes, 0.1 * bytes) << jobs[k].params;
+    if (!jobs[k].raw) {
+      EXPECT_EQ(soxi(file(1, k)), soxi(file(0, k)));
     }
   }
 }
 
 TEST(EngineRequest, FailuresComeBackWithTheirCodes) {
-  const struct {
-    const char* params;
-    std::string text;
-    uint32_t result;
-  } cases[] = {
-      {"voice=xx-none", "Hello.", 0x80660006u},  // ENGINE_ERR_UNKNOWN_VOICE
-      {"5=23", "Hello.", 0x80660008u},           // ENGINE_ERR_FORMAT_REFUSED
-      {"5=999", "Hello.", 0x80660008u},
-      {"rate=1000", "Hello.", 0x80660007u},      // ENGINE_ERR_BAD_VALUE
-      {"", " \n ", TAVN_ERR_OUTPUT_TOO_SHORT},   // nothing to say: a bare header
-  };
-  for (const auto& c : cases) EXPECT_EQ(speak_to(c.text, file_for("out.wav"), c.params), c.result);
-  // 101-104: the front end converts through a stub and keeps no file.
-  const std::string out = file_for("convert.wav");
-  EXPECT_EQ(speak_to("Hello there.", out, "5=102"), 0u);
-  EXPECT_FALSE(std::ifstream(out).good() || std::ifstream(out + ".tmp").good());
-
-  const struct {
-    std::string args;
-    int exit_status;
-    const char* message;
-  } says[] = {
-      {"--voice xx-none Hello", 1, "0x80660006 ENGINE_ERR_UNKNOWN_VOICE: "},
-      {"--format 25 Hello", 1, "0x80660008 ENGINE_ERR_FORMAT_REFUSED: "},
-      {"-f no-such-file.txt", 1, "0x80650301 TAVN_ERR_OPEN_FILE: "},
-      {"--bogus Hello", 2, "unknown option --bogus"},
-      {"--help", 0, "TTS_ADF_ADPCMG7235B1C"},
-  };
-  for (const auto& c : says) {
+  const std::string out = file_for("out.wav");
+  EXPECT_EQ(speak_to("Hello.", out, "voice=xx-none"), 0x80660006u);  // ENGINE_ERR_UNKNOWN_VOICE
+  EXPECT_EQ(speak_to("Hello.", out, "5=23"), 0x80660008u);           // ENGINE_ERR_FORMAT_REFUSED
+  EXPECT_EQ(speak_to(" \n ", out, ""), TAVN_ERR_OUTPUT_TOO_SHORT);   // a bare header
+  // tavn-say: exit status 1 and the code's name for a failed request, 2 for a bad command line.
+  for (const auto& [args, exit_status, message] :
+       {std::tuple{"--voice xx-none Hello", 1, "0x80660006 ENGINE_ERR_UNKNOWN_VOICE: "},
+        std::tuple{"--bogus Hello", 2, "unknown option --bogus"},
+        std::tuple{"--help", 0, "TTS_ADF_ADPCMG7235B1C"}}) {
     int status = -1;
-    const std::string out_text =
-        run(std::string(TAVN_SAY) + " -o " + file_for("say.wav") + " " + c.args + " 2>&1", &status);
-    EXPECT_EQ(status, c.exit_status) << c.args << ": " << out_text;
-    EXPECT_NE(out_text.find(c.message), std::string::npos) << c.args << ": " << out_text;
+    const std::string said = run(std::string(TAVN_SAY) + " -o " + out + " " + args + " 2>&1", &status);
+    EXPECT_EQ(status, exit_status) << args << ": " << said;
+    EXPECT_NE(said.find(message), std::string::npos) << args << ": " << said;
   }
 }
 

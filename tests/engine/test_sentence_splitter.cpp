@@ -19,38 +19,32 @@ std::vector<std::string> split(const std::string& text, size_t max_bytes = kMaxS
   return out;
 }
 
-struct SplitCase {
-  const char* name;
-  std::string text;
-  std::vector<std::string> sentences;
-};
-
-TEST(SentenceSplitter, FindsSentences) {
-  const SplitCase cases[] = {
-      {"blanks and zero bytes only", std::string(" \t\r\n \0 ", 7), {}},
-      {"trimmed, no stop", "   hello world  ", {"hello world"}},
-      {"three kinds of stop", "One. Two! Three? Four", {"One.", "Two!", "Three?", "Four"}},
-      {"runs of stops", "What?! Really... Yes.", {"What?!", "Really...", "Yes."}},
-      {"closers stay", "He said \"Hi.\" (See.) Then.", {"He said \"Hi.\"", "(See.)", "Then."}},
-      {"no blank after the stop", "Pi is 3.14, e.g., exactly. Next.", {"Pi is 3.14, e.g., exactly.", "Next."}},
-      {"line breaks", "Line one.\nLine two\nand more.", {"Line one.", "Line two\nand more."}},
-      {"paragraph break", "Title  \n \t \r\nBody", {"Title", "Body"}},
-      {"full-width stops need no blank", "你好世界。这是一个测试！好吗？", {"你好世界。", "这是一个测试！", "好吗？"}},
-      {"full-width closer and space", "\xE3\x80\x80他说「好。」然后", {"他说「好。」", "然后"}},
+TEST(SentenceSplitter, FindsSentencesAndCutsOverlongOnesWithinTheLimit) {
+  const struct {
+    size_t max_bytes;
+    std::string text;
+    std::vector<std::string> sentences;
+  } cases[] = {
+      {600, std::string(" \t\r\n \0 ", 7), {}},  // blanks and zero bytes only
+      {600, "   hello world  ", {"hello world"}},
+      {600, "One. Two! Three? Four", {"One.", "Two!", "Three?", "Four"}},
+      {600, "What?! Really... Yes.", {"What?!", "Really...", "Yes."}},
+      {600, "He said \"Hi.\" (See.) Then.", {"He said \"Hi.\"", "(See.)", "Then."}},
+      {600, "Pi is 3.14, e.g., exactly. Next.", {"Pi is 3.14, e.g., exactly.", "Next."}},
+      {600, "Line one.\nLine two\nand more.", {"Line one.", "Line two\nand more."}},
+      {600, "Title  \n \t \r\nBody", {"Title", "Body"}},  // an empty line
+      {600, "你好世界。这是一个测试！好吗？", {"你好世界。", "这是一个测试！", "好吗？"}},
+      {600, "\xE3\x80\x80他说「好。」然后", {"他说「好。」", "然后"}},  // full-width closer and blank
+      // Over-long: after the last clause mark, else at the last blank, else
+      // at the last character boundary.
+      {10, "aaa bbb, ccc ddd eee", {"aaa bbb,", "ccc ddd", "eee"}},
+      {10, "aaaa bbbb cccc dddd", {"aaaa bbbb", "cccc dddd"}},
+      {10, "abcdefghijklmnopqrstu", {"abcdefghij", "klmnopqrst", "u"}},
+      {10, "你你你你", {"你你你", "你"}},
+      {10, "你你，我我我我", {"你你，", "我我我", "我"}},
+      {10, "............", {"..........", ".."}},  // a stop run longer than the limit
   };
-  for (const SplitCase& c : cases) EXPECT_EQ(split(c.text), c.sentences) << c.name;
-}
-
-TEST(SentenceSplitter, CutsOverlongStretchesWithinTheLimit) {
-  const SplitCase cases[] = {
-      {"after the last clause mark", "aaa bbb, ccc ddd eee", {"aaa bbb,", "ccc ddd", "eee"}},
-      {"at the last blank", "aaaa bbbb cccc dddd", {"aaaa bbbb", "cccc dddd"}},
-      {"anywhere without blanks", "abcdefghijklmnopqrstu", {"abcdefghij", "klmnopqrst", "u"}},
-      {"never inside a character", "你你你你", {"你你你", "你"}},
-      {"full-width comma", "你你，我我我我", {"你你，", "我我我", "我"}},
-      {"a stop run longer than the limit", "............", {"..........", ".."}},
-  };
-  for (const SplitCase& c : cases) EXPECT_EQ(split(c.text, 10), c.sentences) << c.name;
+  for (const auto& c : cases) EXPECT_EQ(split(c.text, c.max_bytes), c.sentences) << c.text;
 
   // Nothing is lost, even in broken UTF-8 without any stop.
   std::string text, kept;
