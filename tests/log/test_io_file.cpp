@@ -1,26 +1,37 @@
-// Log_IO_FILE and the lock classes.
+// Log_IO_FILE: modes, size, backup and descriptors.  fdopen is replaced in this program so
+// that it can be made to fail.
+#include <dlfcn.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <clocale>
 
 #include "log/log_thread_mutex.h"
-#include "log_core_test_util.h"
+#include "log_test_util.h"
+
+namespace {
+bool fail_fdopen = false;
+}  // namespace
+
+extern "C" FILE* fdopen(int fd, const char* mode) {
+  static auto real = reinterpret_cast<FILE* (*)(int, const char*)>(dlsym(RTLD_NEXT, "fdopen"));
+  if (!fail_fdopen) return real(fd, mode);
+  errno = ENOMEM;
+  return nullptr;
+}
 
 namespace {
 
-TEST(LogIoFile, OpenModesAppendAndOnlyMode0AddsLineFeed) {
-  struct Case {
-    int mode;
-    const char *before, *after;  // after writing "x"
-  } cases[] = {
-      {0, "old", "old\nx"}, {0, "old\n", "old\nx"}, {0, "", "x"},    {1, "old", "oldx"},
+TEST(LogIoFile, ModesAlwaysAppendAndOnlyMode0AddsALineFeed) {
+  // `after`: the file after writing "x".
+  const struct { int mode; const char *before, *after; } cases[] = {
+      {0, "old", "old\nx"}, {0, "old\n", "old\nx"}, {0, "", "x"},   {1, "old", "oldx"},
       {2, "old", "oldx"},   {3, "old", "oldx"},     {7, "old", "oldx"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     Temp_Dir dir;
-    const std::string path = dir.file("a.log");
-    write_file(path, c.before);
+    const std::string path = dir.write("a.log", c.before);
     Log_IO_FILE io;
     ASSERT_EQ(0, io.open(path.c_str(), nullptr, c.mode, nullptr));
     EXPECT_GE(io.write("x"), 0);
@@ -29,16 +40,14 @@ TEST(LogIoFile, OpenModesAppendAndOnlyMode0AddsLineFeed) {
   }
   Log_IO_FILE io;
   EXPECT_EQ(ENOENT, io.open("/nonexistent-dir/a.log", nullptr, 0, nullptr));
-  EXPECT_EQ(nullptr, io.handle());
-  EXPECT_EQ(0, io.write("closed"));
-  EXPECT_EQ(0, io.size());
-  EXPECT_EQ(-1, io.empty());
+  EXPECT_TRUE(io.handle() == nullptr && io.write("closed") == 0 && io.size() == 0 && io.empty() == -1);
 }
 
-TEST(LogIoFile, SizeCountsBufferedTextAndKeepsThePosition) {
+// size() and empty() see text still in the stream's buffer; narrow and
+// wide writes mix on one stream.
+TEST(LogIoFile, SizeEmptyAndMixedWrites) {
   Temp_Dir dir;
-  const std::string path = dir.file("a.log");
-  write_file(path, "0123456789");
+  const std::string path = dir.write("a.log", "0123456789");
   Log_IO_FILE io;
   ASSERT_EQ(0, io.open(path.c_str(), nullptr, 1, nullptr));
   fseek(io.handle(), 3, SEEK_SET);
@@ -46,66 +55,61 @@ TEST(LogIoFile, SizeCountsBufferedTextAndKeepsThePosition) {
   EXPECT_EQ(3, ftell(io.handle()));
   EXPECT_EQ(2, io.write("ab\0cd", 2));
   EXPECT_EQ(1, io.write(L"w"));
-  EXPECT_EQ(13, io.size());
-  EXPECT_EQ("0123456789abw", read_file(path));
+  io.write("n");
+  EXPECT_EQ(14, io.size());
+  EXPECT_EQ("0123456789abwn", read_file(path));
+  io.write("buffered");
   EXPECT_EQ(0, io.empty());
   EXPECT_EQ(0, io.size());
-  io.write("z");
-  io.close();
-  EXPECT_EQ("z", read_file(path));
-}
-
-TEST(LogIoFile, NarrowAndWideWritesMix) {
-  Temp_Dir dir;
-  const std::string path = dir.file("a.log");
-  Log_IO_FILE io;
-  ASSERT_EQ(0, io.open(path.c_str(), nullptr, 0, nullptr));
-  io.write("narrow ");
-  io.write(L"wide ");
-  io.write("narrow");
   const std::string saved = setlocale(LC_CTYPE, nullptr);
   setlocale(LC_CTYPE, "C");
-  EXPECT_EQ(-1, io.write(L" ok\u4e2dgone"));  // stops at what the locale cannot express
+  EXPECT_EQ(-1, io.write(L"z\u4e2dgone"));  // stops at what the locale cannot express
   setlocale(LC_CTYPE, saved.c_str());
+  io.write("!");
   io.close();
-  EXPECT_EQ("narrow wide narrow ok", read_file(path));
+  EXPECT_EQ("z!", read_file(path));
 }
 
+// The file's own name in other letter case empties it in place (text still
+// buffered included); another name keeps the old text under that name.
 TEST(LogIoFile, Backup) {
-  struct Case {
-    const char* backup_name;
-    const char* left_behind;  // file holding the old text, or null
-  } cases[] = {{"RUN.LOG", nullptr}, {"run_old.log", "run_old.log"}};
-  for (const Case& c : cases) {
+  for (const char* name : {"RUN.LOG", "run_old.log"}) {
     Temp_Dir dir;
-    const std::string path = dir.file("Run.log");
     Log_Thread_Mutex lock;
     Log_IO_FILE io;
-    ASSERT_EQ(0, io.open(path.c_str(), &lock, 3, nullptr));
+    ASSERT_EQ(0, io.open(dir.file("Run.log").c_str(), &lock, 3, nullptr));
     io.write("old\n");
-    EXPECT_EQ(0, io.backup(dir.file(c.backup_name).c_str()));
+    EXPECT_EQ(0, io.backup(dir.file(name).c_str()));
     EXPECT_EQ(&lock, io.mutex());
     io.write("new\n");
     io.close();
-    EXPECT_EQ("new\n", read_file(path));
-    if (c.left_behind != nullptr) {
-      EXPECT_EQ("old\n", read_file(dir.file(c.left_behind)));
-    }
-    EXPECT_EQ(c.left_behind != nullptr, std::filesystem::exists(dir.file(c.backup_name)));
+    EXPECT_EQ("new\n", read_file(dir.file("Run.log")));
+    const bool renamed = name[0] == 'r';
+    EXPECT_EQ(renamed, std::filesystem::exists(dir.file(name))) << name;
+    EXPECT_EQ(renamed ? "old\n" : "", read_file(dir.file(name)));
   }
 }
 
-TEST(LogLocks, ThreadMutexLocksAndProcessMutexDoesNothing) {
-  Log_Thread_Mutex thread_lock;
-  EXPECT_EQ(-1, thread_lock.acquire(-1));  // not open yet
-  EXPECT_EQ(0, thread_lock.open("ignored"));
-  EXPECT_EQ(0, thread_lock.acquire(-1));
-  EXPECT_EQ(0, thread_lock.release());
-  EXPECT_EQ(0, thread_lock.close(true));
-  EXPECT_EQ(-1, thread_lock.release());
-  Log_Win32_Process_Mutex process_lock;
-  EXPECT_EQ(0, process_lock.open("Kavri_Logger_Mutex_x"));
-  EXPECT_STREQ("", process_lock.name());
+int lowest_free_fd() {
+  const int fd = ::open("/dev/null", O_RDONLY);
+  ::close(fd);
+  return fd;
+}
+
+// Neither a failed fdopen nor a second open leaves a descriptor behind.
+TEST(LogIoFile, OpenLeaksNoDescriptor) {
+  Temp_Dir dir;
+  const int free_fd = lowest_free_fd();
+  Log_IO_FILE io;
+  fail_fdopen = true;
+  EXPECT_EQ(ENOMEM, io.open(dir.file("a.log").c_str(), nullptr, 0, nullptr));
+  fail_fdopen = false;
+  EXPECT_EQ(nullptr, io.handle());
+  EXPECT_EQ(free_fd, lowest_free_fd());
+  ASSERT_EQ(0, io.open(dir.file("a.log").c_str(), nullptr, 0, nullptr));
+  ASSERT_EQ(0, io.open(dir.file("b.log").c_str(), nullptr, 0, nullptr));
+  io.close();
+  EXPECT_EQ(free_fd, lowest_free_fd());
 }
 
 }  // namespace

@@ -1,178 +1,211 @@
-// Log rotation: dated backups, pruning by count, overwrite, and the head
-// and tail blocks around a rotation.
+// Log rotation: dated backups, pruning by count, overwrite, the head and
+// tail blocks around a rotation, names that do not fit; and the helpers it
+// uses: the separator normalisers, the wildcard matcher and the backup search.
+// (How relative names are resolved is tested with the logger's start-up.)
 #include <gtest/gtest.h>
 
-#include <dirent.h>
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <string>
+#include <cerrno>
+#include <list>
+#include <regex>
+#include <set>
 #include <vector>
 
-#include "log_core_test_util.h"
+#include "log/find_files.h"
+#include "log/match_string.h"
+#include "log/path_norm.h"
+#include "log_test_util.h"
 
 namespace {
 
+using Names = std::vector<std::string>;
+using Paths = std::multiset<std::string>;
+
 // Names in `dir` (one level), sorted.
-std::vector<std::string> names(const std::string& dir) {
-  std::vector<std::string> out;
-  if (DIR* d = opendir(dir.c_str())) {
-    while (dirent* e = readdir(d))
-      if (e->d_name[0] != '.') out.push_back(e->d_name);
-    closedir(d);
-  }
+Names names(const std::string& dir) {
+  Names out;
+  for (const auto& e : std::filesystem::directory_iterator(dir)) out.push_back(e.path().filename());
   std::sort(out.begin(), out.end());
   return out;
 }
 
 bool is_dated_backup(const std::string& name, const std::string& stem) {
-  // stem_YYYY-MM-DD_HH-MM-SS.log
-  if (name.size() != stem.size() + 24 || name.compare(0, stem.size() + 1, stem + "_") != 0)
-    return false;
-  const std::string shape = "dddd-dd-dd_dd-dd-dd.log";
-  for (size_t i = 0; i < shape.size(); ++i) {
-    char c = name[stem.size() + 1 + i];
-    if (shape[i] == 'd' ? (c < '0' || c > '9') : c != shape[i]) return false;
-  }
+  return std::regex_match(name, std::regex(stem + R"(_\d{4}-\d\d-\d\d_\d\d-\d\d-\d\d\.log)"));
+}
+
+// True when `parts` occur in `text` in this order.
+bool in_order(const std::string& text, std::initializer_list<const char*> parts) {
+  size_t at = 0;
+  for (const char* p : parts)
+    if ((at = text.find(p, at)) == std::string::npos) return false;
   return true;
 }
 
-class Rotation : public ::testing::Test {
- protected:
-  void open(int max_count, bool overwrite = false, const std::string& name = "tavn.log") {
-    Test_Cfg cfg = make_cfg(dir_.file(name));
-    cfg.max_count_ = max_count;
-    cfg.overwrite_ = overwrite;
-    ASSERT_EQ(logger_.open(&cfg, nullptr, nullptr), 0);
-  }
-  void backups(std::initializer_list<const char*> stamps) {
-    for (const char* s : stamps) write_file(dir_.file(std::string("tavn_") + s + ".log"), "old\n");
-  }
-  int rotate() {
-    logger_.lock(-1);
-    int r = logger_.back_file();
-    logger_.unlock();
-    return r;
-  }
-  Temp_Dir dir_;
-  Test_Logger logger_;
-};
-
-TEST_F(Rotation, BackupTakesTheOldFileWithATailAndTheNewFileGetsAHead) {
-  open(0);
-  logger_.log_error("before the rotation");
-  ASSERT_EQ(rotate(), 0);
-  logger_.log_error("after the rotation");
-  std::vector<std::string> files = names(dir_.path);
-  ASSERT_EQ(files.size(), 2u);
+TEST(Rotation, ARecordPastTheLimitMovesTheFileToADatedBackupFirst) {
+  Opened_Logger<> o([](Test_Cfg& cfg) { cfg.max_count_ = 0; }, "tavn.log");
+  Test_Logger& log = o.log;
+  log.log_error("before the rotation");
+  log.cfg_.max_size_ = log.io_->size() + 10;  // the next record does not fit
+  log.log_error("after the rotation");
+  log.close();
+  const Names files = names(o.dir.path);
+  ASSERT_EQ(2u, files.size());
   ASSERT_TRUE(is_dated_backup(files[1], "tavn")) << files[1];
-  std::string old_file = read_file(dir_.file(files[1]));
-  EXPECT_NE(old_file.find("Created-Time"), std::string::npos);
-  EXPECT_NE(old_file.find("before the rotation"), std::string::npos);
-  EXPECT_NE(old_file.find("\tUnit Log Continue-Time: "), std::string::npos);
-  std::string live = read_file(dir_.file("tavn.log"));
-  EXPECT_EQ(live.find("=====\n\tKavri log file\n\tSubject :    Unit Log\n\tContinued-Time :"), 56u);
-  EXPECT_NE(live.find("after the rotation"), std::string::npos);
-  EXPECT_EQ(live.find("before the rotation"), std::string::npos);
+  const std::string old_file = read_file(o.dir.file(files[1])), live = o.text();
+  EXPECT_TRUE(in_order(old_file, {"\tCreated-Time", "before the rotation", "\tUnit Log Continue-Time: "})) << old_file;
+  EXPECT_TRUE(in_order(live, {"\tSubject :    Unit Log\n\tContinued-Time", "after the rotation", "End-Time"})) << live;
+  const auto npos = std::string::npos;
+  EXPECT_TRUE(old_file.find("after") == npos && live.find("before") == npos && live.find("Created") == npos);
 }
 
-TEST_F(Rotation, PruningKeepsTheOldestAndDeletesAtMostOne) {
-  struct Case {
-    int max_count;
-    std::vector<const char*> existing;
-    std::vector<const char*> left;  // old backups left after one rotation
-  } cases[] = {
-      {0, {"2001-01-01_00-00-00", "2002-01-01_00-00-00"}, {"2001-01-01_00-00-00", "2002-01-01_00-00-00"}},
-      {-3, {"2001-01-01_00-00-00"}, {"2001-01-01_00-00-00"}},
-      {1, {"2001-01-01_00-00-00"}, {}},
-      {2, {"2001-01-01_00-00-00", "2002-01-01_00-00-00"}, {"2001-01-01_00-00-00"}},
-      {2, {"2001-01-01_00-00-00"}, {"2001-01-01_00-00-00"}},
-      {3, {"2001-01-01_00-00-00", "2002-01-01_00-00-00", "2003-01-01_00-00-00", "2004-01-01_00-00-00"},
-       {"2001-01-01_00-00-00", "2003-01-01_00-00-00", "2004-01-01_00-00-00"}},
+// At most one old backup is deleted per rotation, and never the oldest when
+// there are two or more.
+TEST(Rotation, PruningByCount) {
+  const std::string y1 = "tavn_2001-01-01_00-00-00.log", y2 = "tavn_2002-01-01_00-00-00.log",
+                    y3 = "tavn_2003-01-01_00-00-00.log", y4 = "tavn_2004-01-01_00-00-00.log";
+  // The old backups before and after one rotation.
+  const struct { int max_count; Names existing, left; } cases[] = {
+      {0, {y1, y2}, {y1, y2}}, {-3, {y1}, {y1}}, {1, {y1}, {}}, {2, {y1, y2}, {y1}}, {2, {y1}, {y1}},
+      {3, {y1, y2, y3, y4}, {y1, y3, y4}},
   };
-  for (const Case& c : cases) {
-    Temp_Dir dir;
-    Test_Cfg cfg = make_cfg(dir.file("tavn.log"));
-    cfg.max_count_ = c.max_count;
-    Test_Logger logger;
-    ASSERT_EQ(logger.open(&cfg, nullptr, nullptr), 0);
-    for (const char* s : c.existing) write_file(dir.file(std::string("tavn_") + s + ".log"), "old\n");
-    write_file(dir.file("other.log"), "not a backup\n");
-    ASSERT_EQ(logger.back_file(), 0);
-    std::vector<std::string> want = {"other.log", "tavn.log"};
-    for (const char* s : c.left) want.push_back(std::string("tavn_") + s + ".log");
-    std::vector<std::string> got = names(dir.path);
-    // The new backup is dated now: take it out before comparing.
-    auto fresh = std::find_if(got.begin(), got.end(), [](const std::string& n) {
-      return is_dated_backup(n, "tavn") && n.compare(5, 2, "20") == 0 && n.compare(5, 4, "2001") &&
-             n.compare(5, 4, "2002") && n.compare(5, 4, "2003") && n.compare(5, 4, "2004");
-    });
-    ASSERT_NE(fresh, got.end()) << c.max_count;
+  for (const auto& c : cases) {
+    Opened_Logger<> o([&](Test_Cfg& cfg) { cfg.max_count_ = c.max_count; }, "tavn.log");
+    for (const std::string& name : c.existing) o.dir.write(name, "old\n");
+    o.dir.write("other.log", "not a backup\n");
+    ASSERT_EQ(0, o.log.back_file());
+    Names got = names(o.dir.path), want = c.left;
+    const auto fresh = std::find_if(got.begin(), got.end(), [](const std::string& n) { return n > "tavn_2005"; });
+    ASSERT_TRUE(fresh != got.end() && is_dated_backup(*fresh, "tavn")) << c.max_count;
     got.erase(fresh);
+    want.insert(want.begin(), "other.log");
+    want.push_back("tavn.log");
     std::sort(want.begin(), want.end());
-    EXPECT_EQ(got, want) << "max_count " << c.max_count;
+    EXPECT_EQ(want, got) << "max_count " << c.max_count;
   }
 }
 
-TEST_F(Rotation, RepeatedRotationsWithTwoKeepTheOldestAndTheNewest) {
-  open(2);
-  backups({"2001-01-01_00-00-00", "2002-01-01_00-00-00"});
-  ASSERT_EQ(rotate(), 0);  // deletes 2002, makes today's
-  std::vector<std::string> files = names(dir_.path);
-  ASSERT_EQ(files.size(), 3u);
-  EXPECT_EQ(files[1], "tavn_2001-01-01_00-00-00.log");
-  EXPECT_TRUE(is_dated_backup(files[2], "tavn"));
+TEST(Rotation, OverwriteEmptiesInPlaceAndStillPrunes) {
+  Opened_Logger<> o([](Test_Cfg& cfg) { cfg.max_count_ = 1, cfg.overwrite_ = true; }, "tavn.log");
+  o.dir.write("tavn_2001-01-01_00-00-00.log", "old\n");
+  o.log.log_error("gone after the rotation");
+  ASSERT_EQ(0, o.log.back_file());
+  EXPECT_EQ(Names{"tavn.log"}, names(o.dir.path));
+  const std::string live = o.text();
+  EXPECT_EQ(std::string::npos, live.find("gone after"));
+  EXPECT_NE(std::string::npos, live.find("Continued-Time"));
 }
 
-TEST_F(Rotation, OverwriteEmptiesInPlaceAndStillPrunes) {
-  open(1, true);
-  backups({"2001-01-01_00-00-00"});
-  logger_.log_error("gone after the rotation");
-  ASSERT_EQ(rotate(), 0);
-  EXPECT_EQ(names(dir_.path), std::vector<std::string>{"tavn.log"});
-  std::string live = read_file(dir_.file("tavn.log"));
-  EXPECT_EQ(live.find("gone after"), std::string::npos);
-  EXPECT_NE(live.find("Continued-Time"), std::string::npos);
-}
-
-TEST_F(Rotation, RecordsPastTheLimitRotateFirst) {
-  Test_Cfg cfg = make_cfg(dir_.file("tavn.log"));
-  cfg.max_size_ = 2000;
-  cfg.max_count_ = 0;
-  ASSERT_EQ(logger_.open(&cfg, nullptr, nullptr), 0);
-  for (int i = 0; i < 40; ++i) logger_.log_error("record number %02d with some padding text", i);
-  std::string live = read_file(dir_.file("tavn.log"));
-  EXPECT_LE(live.size(), 2000u);
-  EXPECT_NE(live.find("record number 39"), std::string::npos);
-  // Rotations within one second reuse one backup name: at least one exists.
-  std::vector<std::string> files = names(dir_.path);
-  EXPECT_GE(files.size(), 2u);
-}
-
-TEST_F(Rotation, NamesWithoutExtensionOrTooLong) {
-  ASSERT_EQ(mkdir(dir_.file("logs.d").c_str(), 0755), 0);
-  open(5, false, "logs.d/tavn");
-  ASSERT_EQ(rotate(), 0);
-  // The stem is cut at the directory's ".".
-  std::vector<std::string> files = names(dir_.path);
-  ASSERT_EQ(files.size(), 2u);
+TEST(Rotation, NamesWithoutExtensionOrTooLong) {
+  Opened_Logger<> o([](Test_Cfg& cfg) { cfg.max_count_ = 5; }, "logs.d/tavn");
+  ASSERT_EQ(0, o.log.back_file());
+  const Names files = names(o.dir.path);  // the stem is cut at the directory's "."
+  ASSERT_EQ(2u, files.size());
   EXPECT_TRUE(is_dated_backup(files[1], "logs")) << files[1];
-  logger_.close();
 
   // A name whose dated backup would not fit the path buffer is emptied in place.
-  std::string deep = dir_.path;
-  while (deep.size() < 230) {
-    deep += "/dddddddddddddddddddd";
-    ASSERT_EQ(mkdir(deep.c_str(), 0755), 0);
+  const std::string deep = o.dir.file(std::string(229 - o.dir.path.size(), 'd'));
+  o.cfg = make_cfg(deep + "/" + std::string(250 - deep.size(), 'x') + ".log");
+  ASSERT_EQ(0, o.log.open(&o.cfg, nullptr, nullptr));
+  o.log.log_error("gone");
+  ASSERT_EQ(0, o.log.back_file());
+  EXPECT_EQ(1u, names(deep).size());
+  EXPECT_EQ(std::string::npos, o.text().find("gone"));
+}
+
+
+TEST(PathNorm, BothNormalisersAgree) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"", ""},           {"a//b", "a/b"},       {"logs\\\\run.log", "logs/run.log"}, {"sub\\x.log", "sub/x.log"},
+      {"./t.log", "./t.log"}, {"a/\\/b//", "a/b/"}, {"//x", "/x"},                      {"\\", "/"},
+      {"\\\\srv\\x", "\\\\srv/x"},  // a leading pair is kept without a run ...
+      {"\\\\srv\\\\x", "srv/x"},    // ... and dropped with one
+      {"\\\\\\x", "\\\\/x"},        // one separator after the pair is no run
+  };
+  for (const auto& [in, out] : cases) {
+    std::string s(in);
+    KAVRI_LOG::normalize_path(s);
+    EXPECT_EQ(s, out) << in;
+    char buf[KAVRI_LOG::kMaxPath];
+    snprintf(buf, sizeof buf, "%s", in);
+    KAVRI_LOG::normalize_separators(buf);
+    EXPECT_STREQ(buf, out) << in;
   }
-  std::string name = deep + "/" + std::string(250 - deep.size(), 'x') + ".log";
-  Test_Cfg cfg = make_cfg(name);
-  Test_Logger logger;
-  ASSERT_EQ(logger.open(&cfg, nullptr, nullptr), 0);
-  logger.log_error("gone");
-  ASSERT_EQ(logger.back_file(), 0);
-  EXPECT_EQ(names(deep).size(), 1u);
-  EXPECT_EQ(read_file(name).find("gone"), std::string::npos);
+  KAVRI_LOG::normalize_separators(nullptr);
+}
+
+// Exact and case-sensitive; each "*" takes only the first occurrence of the
+// text after it, without backtracking.
+TEST(MatchString, Rules) {
+  const struct { const char *pattern, *text; bool match; } cases[] = {
+      {"", "", true},        {"", "a", false},        {"abc", "abc", true},     {"abc", "abcd", false},
+      {"abcd", "abc", false}, {"ABC", "abc", false},  {"a?c", "abc", true},     {"a?c", "ac", false},
+      {"ab?", "ab", false},  {"?", "", false},        {"*", "", true},          {"a*", "a", true},
+      {"*c", "abc", true},   {"*c", "abcc", false},   {"**a", "xa", true},      {"*?", "x", true},
+      {"*?", "xy", false},   {"a*b?c", "abZc", true}, {"a*?b", "aXb", true},    {"a*?b", "aXYb", false},
+      {"*.log", "a.log", true}, {"*.log", "a.log.log", false}, {"*ab?d", "abxabcd", false}, {"*ab?d", "abcd", true},
+      {"tavn_*.log", "tavn_2026-11-15_12-00-00.log", true}, {"tavn_*.log", "TAVN_x.log", false},
+  };
+  for (const auto& c : cases) {
+    std::string pattern(c.pattern);
+    EXPECT_EQ(KAVRI_LOG::match_string_i(&pattern[0], c.text), c.match) << c.pattern << " vs " << c.text;
+    EXPECT_EQ(pattern, c.pattern) << "pattern not restored";
+  }
+  char star[] = "*";
+  EXPECT_FALSE(KAVRI_LOG::match_string_i(nullptr, "a") || KAVRI_LOG::match_string_i(star, nullptr));
+}
+
+Paths find(const std::string& dir, const char* pattern, int expect_rc = 0) {
+  std::list<std::string> found;
+  EXPECT_EQ(KAVRI_LOG::find_files(dir.c_str(), pattern, found, false), expect_rc) << dir << " " << pattern;
+  return Paths(found.begin(), found.end());
+}
+
+TEST(FindFiles, Patterns) {
+  Temp_Dir t;
+  for (const char* name : {"tavn_1.log", "tavn_2.log", "TAVN_3.log", "other.txt"}) t.write(name, "");
+  const std::string r = t.file();
+  const Paths all = {r + "tavn_1.log", r + "tavn_2.log", r + "TAVN_3.log", r + "other.txt"};
+  EXPECT_EQ(find(r, "tavn_*.log"), (Paths{r + "tavn_1.log", r + "tavn_2.log"}));
+  EXPECT_EQ(find(r + "/", "*.txt"), Paths{r + "other.txt"});  // separators normalised
+  EXPECT_EQ(find(r, "nothing*"), Paths{});
+  EXPECT_EQ(find(r, std::string(300, '*').c_str()), all);  // the pattern copied on the stack ...
+  EXPECT_EQ(find(r, std::string(301, '*').c_str()), all);  // ... and on the heap
+  EXPECT_EQ(find(r, nullptr), Paths{});
+}
+
+// A matching directory is always descended into, and the paths built inside
+// it run its name and the entry's name together.
+TEST(FindFiles, MatchingDirectoriesAreSearchedWithNamesRunTogether) {
+  Temp_Dir t;
+  std::filesystem::create_directories(t.file("tavn_d.log"));
+  t.write("tavn_d.log/tavn_e.log", "");
+  const std::string joined = t.write("tavn_d.logtavn_e.log", "");  // the path the nested search builds
+  std::filesystem::create_directories(t.file("\\"));              // "dir/" + "\" leads back to "dir/"
+  EXPECT_EQ(find(t.file(), "*.log"), Paths{joined});  // stops at the first ".log": found only nested
+  EXPECT_EQ(find(t.file(), "*"), (Paths{joined, joined}));
+}
+
+TEST(FindFiles, Failures) {
+  Temp_Dir t;
+  t.write("plain", "");
+  EXPECT_EQ(find(t.file("missing/"), "*", ENOENT), Paths{});
+  EXPECT_EQ(find(t.file("missing/"), nullptr, ENOENT), Paths{});
+  EXPECT_EQ(find(t.file("plain"), "*", ENOTDIR), Paths{});
+  std::list<std::string> found;
+  EXPECT_EQ(KAVRI_LOG::find_files(nullptr, "*", found, true), EINVAL);
+  std::filesystem::create_directories(t.file("sub.log"));
+  t.write("sub.log/x.log", "");
+  EXPECT_EQ(find(t.file(), "*.log", -1), Paths{});  // the nested path "sub.logx.log" does not exist
+  std::filesystem::remove_all(t.file("sub.log"));
+  // Paths of up to kMaxPath - 1 characters are built; longer ones are refused.
+  const std::size_t room = KAVRI_LOG::kMaxPath - 1 - t.file().size();
+  ASSERT_TRUE(room > 10 && room < 255);
+  t.write(std::string(room, 'f'), "");
+  t.write(std::string(room + 1, 'g'), "");
+  EXPECT_EQ(find(t.file(), "f*"), Paths{t.file(std::string(room, 'f'))});
+  errno = 0;
+  EXPECT_EQ(find(t.file(), "g*", -1), Paths{});
+  EXPECT_EQ(errno, ENAMETOOLONG);
 }
 
 }  // namespace

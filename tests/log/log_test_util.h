@@ -1,0 +1,88 @@
+// Shared by the logger tests: the logger types, a private scratch directory,
+// file access, a logging configuration and a logger opened on a scratch file.
+#ifndef TAVN_TESTS_LOG_LOG_TEST_UTIL_H_
+#define TAVN_TESTS_LOG_LOG_TEST_UTIL_H_
+
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+
+#include "log/log_cfg.h"
+#include "log/log_cfg_heap.h"
+#include "log/log_impl.h"
+#include "log/log_io_file.h"
+#include "log/log_uni_type.h"
+#include "log/log_win32_process_mutex.h"
+
+using Test_Cfg = Log_Cfg_T<Log_Cfg_Heap_Reg, Log_Cfg>;
+using Test_IO = Log_Uni_Type<Log_IO_FILE, __LOG_TOK_Log_IO_FILE_TAVN_LoggerLog_IO_FILE__>;
+using Test_Logger = Log_Impl_T<Test_IO, Log_Win32_Process_Mutex, Test_Cfg>;
+
+inline std::string read_file(const std::string& path) {
+  std::stringstream ss;
+  ss << std::ifstream(path, std::ios::binary).rdbuf();
+  return ss.str();
+}
+
+inline void write_file(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+// A fresh directory under /tmp, removed with its contents.
+struct Temp_Dir {
+  Temp_Dir() {
+    char tmpl[] = "/tmp/tavn_logtest_XXXXXX";
+    if (mkdtemp(tmpl) == nullptr) std::abort();
+    path = tmpl;
+  }
+  ~Temp_Dir() {
+    std::error_code ec;
+    std::filesystem::remove_all(path, ec);
+  }
+  Temp_Dir(const Temp_Dir&) = delete;
+  Temp_Dir& operator=(const Temp_Dir&) = delete;
+  // Path of `name` in the directory; "" gives the directory with a final "/".
+  std::string file(const std::string& name = "") const { return path + "/" + name; }
+  // Writes `text` into `name` and returns its path.
+  std::string write(const std::string& name, const std::string& text) const {
+    write_file(file(name), text);
+    return file(name);
+  }
+  std::string path;
+};
+
+// A configuration writing every level to `file` with the title "Unit Log".
+inline Test_Cfg make_cfg(const std::string& file, int style = 255) {
+  Test_Cfg cfg;
+  cfg.file_name_ = file;
+  cfg.title_ = "Unit Log";
+  cfg.level_ = cfg.console_level_ = -1;
+  cfg.style_ = style;
+  cfg.locale_ = "skip";
+  return cfg;
+}
+
+// A logger of type `Logger` opened on `name` in a fresh directory, with the
+// settings of make_cfg() changed by `setup`.
+template <class Logger = Test_Logger>
+struct Opened_Logger {
+  explicit Opened_Logger(const std::function<void(Test_Cfg&)>& setup = nullptr, const std::string& name = "run.log")
+      : cfg(make_cfg(dir.file(name))) {
+    if (setup) setup(cfg);
+    EXPECT_EQ(0, log.open(&cfg, nullptr, nullptr));
+  }
+  std::string text() const { return read_file(cfg.file_name_); }
+  Temp_Dir dir;
+  Test_Cfg cfg;
+  Logger log;
+};
+
+#endif  // TAVN_TESTS_LOG_LOG_TEST_UTIL_H_
