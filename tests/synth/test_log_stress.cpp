@@ -22,11 +22,6 @@ namespace {
 constexpr int kThreads = 8;
 constexpr int kRequests = 150;
 
-std::string slurp(const std::string& path) {
-  std::vector<uint8_t> b = read_bytes(path);
-  return std::string(b.begin(), b.end());
-}
-
 // Runs kThreads x kRequests TalvernSynth calls in a child process, so the
 // log is complete (tail block included) when it is read; returns the
 // child's exit status: 0 when every request returned 0.
@@ -96,11 +91,7 @@ TEST_F(LogStress, EveryRecordOnceAndWhole) {
   ASSERT_EQ(run_requests(), 0);
   std::string log = slurp("tavn.log");
   EXPECT_EQ(first_torn_line(log), "");
-  size_t leaves = 0;
-  for (size_t at = log.find("TalvernSynth | leave."); at != std::string::npos;
-       at = log.find("TalvernSynth | leave.", at + 1))
-    ++leaves;
-  EXPECT_EQ(leaves, static_cast<size_t>(kThreads * kRequests));
+  EXPECT_EQ(count(log, "TalvernSynth | leave."), static_cast<size_t>(kThreads * kRequests));
   for (int t = 0; t < kThreads; ++t)
     for (int i = 0; i < kRequests; ++i) {
       std::string rec = "TalvernSynth(request-" + std::to_string(t) + "-" + std::to_string(i) +

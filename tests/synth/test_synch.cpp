@@ -108,12 +108,6 @@ TEST_F(Synch, TimesAndRecords) {
   }
 }
 
-TEST_F(Synch, TwoSentencesMakeTwelveLines) {
-  ASSERT_EQ(run("A. B.", {sentence(320, 0, 2), sentence(320, 3, 5, 0)}), 0u);
-  std::string s = text();
-  EXPECT_EQ(std::count(s.begin(), s.end(), '\n'), 11);
-}
-
 TEST_F(Synch, FormatWithoutBitRatePrintsInfinityOrNan) {
   for (uint32_t fmt : {0u, 23u, 200u}) {
     scripted::set_format(true, fmt);

@@ -33,6 +33,18 @@ inline std::vector<uint8_t> read_bytes(const std::string& path) {
   return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
 }
 
+inline std::string slurp(const std::string& path) {
+  std::vector<uint8_t> b = read_bytes(path);
+  return std::string(b.begin(), b.end());
+}
+
+// Occurrences of `needle` in `hay`.
+inline size_t count(const std::string& hay, const std::string& needle) {
+  size_t n = 0;
+  for (size_t at = hay.find(needle); at != std::string::npos; at = hay.find(needle, at + 1)) ++n;
+  return n;
+}
+
 inline void write_text(const std::string& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
 }
