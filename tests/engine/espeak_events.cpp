@@ -6,17 +6,13 @@
 #include <cstdio>
 #include <cstring>
 
-namespace {
-
-int on_samples(short*, int, espeak_EVENT* events) {
+static int on_samples(short*, int, espeak_EVENT* events) {
   for (; events->type != espeakEVENT_LIST_TERMINATED; ++events) {
     if (events->type == espeakEVENT_SENTENCE)
       std::printf("sentence %.6f\n", events->sample / double(espeak_ng_GetSampleRate()));
   }
   return 0;
 }
-
-}  // namespace
 
 int main(int argc, char** argv) {
   espeak_ng_InitializePath(nullptr);

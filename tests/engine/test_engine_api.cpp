@@ -1,10 +1,8 @@
 // The engine library's eight operations, called directly.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -55,53 +53,10 @@ uint32_t speak(uint32_t handle, const std::string& text, std::vector<Piece>* pie
   }
 }
 
-// ctest runs each test in a process of its own, so the engine is not
-// started yet here; run together with others, only the restart is checked.
-TEST(EngineStart, NeedsVoiceDataAndCanRestart) {
-  uint32_t error = 0;
-  if (connect("", &error) == 0) {
-    EXPECT_EQ(error, ENGINE_ERR_NOT_INITIALIZED);
-    mkdir("empty-voice-data", 0755);
-    for (const char* dir : {"no-such-folder", "empty-voice-data"}) {
-      setenv("TAVN_ESPEAK_DATA", dir, 1);
-      EXPECT_EQ(TTSInitialize(), ENGINE_ERR_NO_VOICE_DATA) << dir;
-    }
-    unsetenv("TAVN_ESPEAK_DATA");
-  }
+TEST(EngineApi, ParamsHandlesAndRestart) {
   ASSERT_EQ(TTSInitialize(), 0u);
   EXPECT_EQ(TTSInitialize(), 0u);
-  const uint32_t h = connect("");
-  ASSERT_NE(h, 0u);
-  // Stopping forgets every connection; starting again works.
-  EXPECT_EQ(TTSUninitialize(), 0u);
-  EXPECT_EQ(TTSDisconnect(h), ENGINE_ERR_BAD_HANDLE);
-  EXPECT_EQ(connect("", &error), 0u);
-  EXPECT_EQ(error, ENGINE_ERR_NOT_INITIALIZED);
-  ASSERT_EQ(TTSInitialize(), 0u);
-  std::vector<Piece> pieces;
-  EXPECT_EQ(speak(connect(""), "Again.", &pieces), 0u);
-  EXPECT_EQ(pieces.size(), 2u);
-}
-
-TEST(EngineApi, ConnectionsFormatsAndHandles) {
-  ASSERT_EQ(TTSInitialize(), 0u);
-  const struct {
-    const char* params;
-    uint32_t error, format;
-  } connects[] = {
-      {"", 0, 4}, {"voice=cmn,5=12", 0, 12}, {"5=101", 0, 4},
-      {"voice=xx-nosuch", ENGINE_ERR_UNKNOWN_VOICE, 0}, {"rate=10", ENGINE_ERR_BAD_VALUE, 0},
-  };
-  for (const auto& c : connects) {
-    uint32_t error = 0xFFFFFFFFu;
-    const uint32_t h = connect(c.params, &error);
-    EXPECT_EQ(h == 0 ? error : 0u, c.error) << c.params;
-    if (h == 0) continue;
-    EXPECT_EQ(format_of(h), c.format) << c.params;
-    EXPECT_EQ(TTSDisconnect(h), 0u);
-  }
   EXPECT_EQ(TTSConnect(nullptr), 0u);
-
   const uint32_t h = connect("");
   ASSERT_NE(h, 0u);
   const struct {
@@ -123,14 +78,17 @@ TEST(EngineApi, ConnectionsFormatsAndHandles) {
   EXPECT_EQ(TTSFetchNext(h, &rec), ENGINE_ERR_NO_REQUEST);  // nothing started
   rec.text_length = 5;                                       // and no text
   EXPECT_EQ(TTSSynthText(h, &rec), ENGINE_ERR_NULL_ARGUMENT);
-  ASSERT_EQ(TTSDisconnect(h), 0u);
-  for (uint32_t bad : {0u, h, 0xFFFFFFFFu}) {
-    EXPECT_EQ(TTSSetSynthParam(bad, 5, 3), ENGINE_ERR_BAD_HANDLE);
-    EXPECT_EQ(TTSGetParam(bad, 5, &value, &size), ENGINE_ERR_BAD_HANDLE);
-    EXPECT_EQ(TTSSynthText(bad, &rec), ENGINE_ERR_BAD_HANDLE);
-    EXPECT_EQ(TTSFetchNext(bad, &rec), ENGINE_ERR_BAD_HANDLE);
-    EXPECT_EQ(TTSDisconnect(bad), ENGINE_ERR_BAD_HANDLE);
-  }
+
+  // Stopping forgets every connection; starting again works.
+  EXPECT_EQ(TTSUninitialize(), 0u);
+  EXPECT_EQ(TTSDisconnect(h), ENGINE_ERR_BAD_HANDLE);
+  uint32_t error = 0;
+  EXPECT_EQ(connect("", &error), 0u);
+  EXPECT_EQ(error, ENGINE_ERR_NOT_INITIALIZED);
+  ASSERT_EQ(TTSInitialize(), 0u);
+  std::vector<Piece> pieces;
+  EXPECT_EQ(speak(connect(""), "Again.", &pieces), 0u);
+  EXPECT_EQ(pieces.size(), 2u);
 }
 
 TEST(EngineApi, OnePiecePerSentenceEachStartingWithTheHeader) {
@@ -138,13 +96,12 @@ TEST(EngineApi, OnePiecePerSentenceEachStartingWithTheHeader) {
   const std::string text = "  Hello world. This is a test!\n\nThird one?  ";
   const uint32_t spans[][2] = {{2, 14}, {15, 30}, {32, 42}};
   // format, header length, bytes per second
-  const uint32_t cases[][3] = {{4, 44, 32000}, {12, 58, 8000}, {19, 0, 3000}, {22, 0, 4000}};
+  const uint32_t cases[][3] = {{4, 44, 32000}, {12, 58, 8000}, {19, 0, 3000}};
   for (const auto& [format, header, byte_rate] : cases) {
     const uint32_t h = connect("5=" + std::to_string(format));
     std::vector<Piece> pieces;
     ASSERT_EQ(speak(h, text, &pieces), 0u) << format;
     ASSERT_EQ(pieces.size(), 4u) << format;
-    // The first piece is the header alone (nothing without one).
     EXPECT_EQ(pieces[0].bytes.size(), header);
     for (size_t i = 0; i < pieces.size(); ++i) {
       const Piece& p = pieces[i];

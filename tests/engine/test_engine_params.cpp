@@ -25,8 +25,7 @@ TEST(EngineParams, ReadsKeysAndRefusesBadValues) {
       {"VOICE=cmn; Rate=300 PITCH=0\tvolume=200,5=0022", "cmn 300 0 200 22"},
       {"voice=en-us+f3,rate=80,rate=450", "en-us+f3 450 50 100 4"},  // the last one counts
       {"speed=9,novalue,=3,,;15=3", "en 175 50 100 4"},               // not ours
-      {"5=0", "en 175 50 100 4"},
-      {"5=12,5=101", "en 175 50 100 12"},  // 101-104: the format stays
+      {"5=0", "en 175 50 100 4"}, {"5=12,5=101", "en 175 50 100 12"},  // 101-104: the format stays
       {"5=23", "ENGINE_ERR_FORMAT_REFUSED"}, {"5=100", "ENGINE_ERR_FORMAT_REFUSED"},
       {"5=105", "ENGINE_ERR_FORMAT_REFUSED"}, {"5=99999999999999999999", "ENGINE_ERR_FORMAT_REFUSED"},
       {"5=abc", "ENGINE_ERR_FORMAT_REFUSED"}, {"rate=79", "ENGINE_ERR_BAD_VALUE"},

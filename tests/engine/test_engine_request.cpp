@@ -10,7 +10,6 @@
 #include <regex>
 #include <string>
 #include <thread>
-#include <tuple>
 #include <vector>
 
 #include "synth/tavn.h"
@@ -91,20 +90,21 @@ TEST(EngineRequest, EveryFormatReadsBackAtItsRateBitsAndLength) {
   const double seconds = seconds_of(pcm), loud = level(pcm);
   ASSERT_GT(seconds, 1.0);
   const char* const kPcm8 = "Unsigned Integer PCM", *const kPcm16 = "Signed Integer PCM";
-  const struct {
+  struct Case {
     uint32_t format, rate, bits, header;
     const char* encoding;  // as soxi names it; null: raw ADPCM, no header
     const char* sox_type = nullptr;  // how sox reads a raw file
-  } cases[] = {
-      {1, 8000, 8, 44, kPcm8},     {2, 16000, 8, 44, kPcm8},    {3, 8000, 16, 44, kPcm16},
-      {5, 11025, 8, 44, kPcm8},    {6, 11025, 16, 44, kPcm16},  {7, 6000, 8, 44, kPcm8},
-      {8, 6000, 16, 44, kPcm16},   {9, 16000, 8, 58, "A-law"},  {10, 16000, 8, 58, "u-law"},
-      {11, 8000, 8, 58, "A-law"},  {12, 8000, 8, 58, "u-law"},  {13, 11025, 8, 58, "A-law"},
-      {14, 11025, 8, 58, "u-law"}, {15, 6000, 8, 58, "A-law"},  {16, 6000, 8, 58, "u-law"},
-      {17, 8000, 4, 0, nullptr},   {18, 6000, 4, 0, nullptr},   {19, 8000, 3, 0, nullptr},
-      {20, 8000, 5, 0, nullptr},   {21, 6000, 4, 0, nullptr, "-t vox -r 6000"},
+  };
+  std::vector<Case> cases = {
+      {1, 8000, 8, 44, kPcm8},     {2, 16000, 8, 44, kPcm8},   {3, 8000, 16, 44, kPcm16},
+      {5, 11025, 8, 44, kPcm8},    {6, 11025, 16, 44, kPcm16}, {7, 6000, 8, 44, kPcm8},
+      {8, 6000, 16, 44, kPcm16},   {17, 8000, 4, 0, nullptr},  {18, 6000, 4, 0, nullptr},
+      {19, 8000, 3, 0, nullptr},   {20, 8000, 5, 0, nullptr},  {21, 6000, 4, 0, nullptr, "-t vox -r 6000"},
       {22, 8000, 4, 0, nullptr, "-t vox -r 8000"},
   };
+  const uint32_t kLawRates[] = {16000, 8000, 11025, 6000};  // 9-16: A-law, u-law at each rate
+  for (uint32_t f = 9; f <= 16; ++f)
+    cases.push_back({f, kLawRates[(f - 9) / 2], 8, 58, f % 2 ? "A-law" : "u-law"});
   for (const auto& c : cases) {
     const std::string f = file_for(std::to_string(c.format));
     ASSERT_EQ(speak_to(text, f, "5=" + std::to_string(c.format)), 0u) << c.format;
@@ -126,15 +126,9 @@ TEST(EngineRequest, EveryFormatReadsBackAtItsRateBitsAndLength) {
 TEST(EngineRequest, SynchTimesAgreeWithEspeakSentenceEvents) {
   const struct {
     const char *voice, *format;
-    std::string text, sentences;
-  } cases[] = {
-      {"en", "4", kEnglish,
-       "The quick brown fox jumps over the lazy dog.|Then it runs away!|Does it come back?|"
-       "Nobody knows."},
-      {"en", "12", "One. Two. Three.", "One.|Two.|Three."},
-      {"en", "19", "No header here. Times still hold.", "No header here.|Times still hold."},
-      {"cmn", "3", kChinese, "今天天气很好。|我们去公园散步吧！|你觉得怎么样？"},
-  };
+    std::string text;
+  } cases[] = {{"en", "4", kEnglish}, {"en", "12", "One. Two. Three."},
+               {"en", "19", "No header here. Times still hold."}, {"cmn", "3", kChinese}};
   for (const auto& c : cases) {
     const std::string wav = file_for("out.wav"), synch_file = file_for("synch.txt");
     int status = -1;
@@ -144,9 +138,10 @@ TEST(EngineRequest, SynchTimesAgreeWithEspeakSentenceEvents) {
     ASSERT_EQ(status, 0) << c.voice << " " << c.format;
     const std::string synch = read_file(synch_file);
     EXPECT_EQ(synch.rfind("{\nMediaUrl:\"http://h/a\",\nAbsolutePath:\"" + wav + "\",\n", 0), 0u);
-    std::string texts;
+    std::string texts, sentences = std::regex_replace(c.text, std::regex("([.!?]|。|！|？) ?"), "$1|");
+    sentences.pop_back();  // each sentence ends in a stop
     const std::vector<double> ours = times_in(synch, kSynchRecord, &texts);
-    EXPECT_EQ(texts, c.sentences);
+    EXPECT_EQ(texts, sentences);
     const std::string events =
         run(std::string(ESPEAK_EVENTS) + " " + c.voice + " " + quote(c.text), &status);
     ASSERT_EQ(status, 0);
@@ -164,12 +159,9 @@ TEST(EngineRequest, EightRequestsAtOnceEachGetTheirOwnFile) {
     std::string text, params;
     bool raw;  // no header for sox to read
   } jobs[] = {
-      {kEnglish, "", false},
-      {kChinese, "voice=cmn,5=12", false},
-      {"Short one.", "5=1,rate=300", false},
+      {kEnglish, "", false}, {kChinese, "voice=cmn,5=12", false}, {"Short one.", "5=1,rate=300", false},
       {"Guten Tag. Wie geht es Ihnen?", "voice=de,5=9", false},
-      {"Bonjour tout le monde. Au revoir.", "voice=fr,5=6", false},
-      {"Raw adpcm here. And here.", "5=19", true},
+      {"Bonjour tout le monde. Au revoir.", "voice=fr,5=6", false}, {"Raw adpcm here. And here.", "5=19", true},
       {"High and slow. Very slow.", "pitch=90,rate=120,5=3", false},
       {"Dialogic audio. Six kilohertz.", "5=21", true},
   };
@@ -190,9 +182,8 @@ TEST(EngineRequest, EightRequestsAtOnceEachGetTheirOwnFile) {
   for (size_t k = 0; k < kJobs; ++k) speak(0, k);
   for (size_t k = 0; k < kJobs; ++k) threads.emplace_back(speak, 1, k);
   for (std::thread& t : threads) t.join();
-  // The same sentences at about the same times: libespeak-ng carries some
-  // prosody over from the sentence spoken before, which is now another
-  // request's; another request's rate or format would show far more.
+  // About the same times: libespeak-ng carries some prosody over from the
+  // sentence before (now another request's); a mixed-up rate shows far more.
   for (size_t k = 0; k < kJobs; ++k) {
     std::string a_texts, b_texts;
     const std::vector<double> a = times_in(synch[0][k], kSynchRecord, &a_texts);
@@ -214,16 +205,6 @@ TEST(EngineRequest, FailuresComeBackWithTheirCodes) {
   EXPECT_EQ(speak_to("Hello.", out, "voice=xx-none"), 0x80660006u);  // ENGINE_ERR_UNKNOWN_VOICE
   EXPECT_EQ(speak_to("Hello.", out, "5=23"), 0x80660008u);           // ENGINE_ERR_FORMAT_REFUSED
   EXPECT_EQ(speak_to(" \n ", out, ""), TAVN_ERR_OUTPUT_TOO_SHORT);   // a bare header
-  // tavn-say: exit status 1 and the code's name for a failed request, 2 for a bad command line.
-  for (const auto& [args, exit_status, message] :
-       {std::tuple{"--voice xx-none Hello", 1, "0x80660006 ENGINE_ERR_UNKNOWN_VOICE: "},
-        std::tuple{"--bogus Hello", 2, "unknown option --bogus"},
-        std::tuple{"--help", 0, "TTS_ADF_ADPCMG7235B1C"}}) {
-    int status = -1;
-    const std::string said = run(std::string(TAVN_SAY) + " -o " + out + " " + args + " 2>&1", &status);
-    EXPECT_EQ(status, exit_status) << args << ": " << said;
-    EXPECT_NE(said.find(message), std::string::npos) << args << ": " << said;
-  }
 }
 
 }  // namespace
