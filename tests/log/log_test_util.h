@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -36,7 +35,7 @@ inline void write_file(const std::string& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
 }
 
-// A fresh directory under /tmp, removed with its contents.
+// A fresh directory under /tmp, removed with its contents; not copied.
 struct Temp_Dir {
   Temp_Dir() {
     char tmpl[] = "/tmp/tavn_logtest_XXXXXX";
@@ -47,8 +46,6 @@ struct Temp_Dir {
     std::error_code ec;
     std::filesystem::remove_all(path, ec);
   }
-  Temp_Dir(const Temp_Dir&) = delete;
-  Temp_Dir& operator=(const Temp_Dir&) = delete;
   // Path of `name` in the directory; "" gives the directory with a final "/".
   std::string file(const std::string& name = "") const { return path + "/" + name; }
   // Writes `text` into `name` and returns its path.
@@ -60,13 +57,11 @@ struct Temp_Dir {
 };
 
 // A configuration writing every level to `file` with the title "Unit Log".
-inline Test_Cfg make_cfg(const std::string& file, int style = 255) {
+inline Test_Cfg make_cfg(const std::string& file) {
   Test_Cfg cfg;
-  cfg.file_name_ = file;
-  cfg.title_ = "Unit Log";
+  cfg.file_name_ = file, cfg.title_ = "Unit Log", cfg.locale_ = "skip";
   cfg.level_ = cfg.console_level_ = -1;
-  cfg.style_ = style;
-  cfg.locale_ = "skip";
+  cfg.style_ = 255;
   return cfg;
 }
 

@@ -26,9 +26,7 @@ namespace {
 TEST(LogIoFile, ModesAlwaysAppendAndOnlyMode0AddsALineFeed) {
   // `after`: the file after writing "x".
   const struct { int mode; const char *before, *after; } cases[] = {
-      {0, "old", "old\nx"}, {0, "old\n", "old\nx"}, {0, "", "x"},   {1, "old", "oldx"},
-      {2, "old", "oldx"},   {3, "old", "oldx"},     {7, "old", "oldx"},
-  };
+      {0, "old", "old\nx"}, {0, "old\n", "old\nx"}, {0, "", "x"}, {1, "old", "oldx"}, {7, "old", "oldx"}};
   for (const auto& c : cases) {
     Temp_Dir dir;
     const std::string path = dir.write("a.log", c.before);
@@ -83,10 +81,9 @@ TEST(LogIoFile, Backup) {
     EXPECT_EQ(&lock, io.mutex());
     io.write("new\n");
     io.close();
-    EXPECT_EQ("new\n", read_file(dir.file("Run.log")));
     const bool renamed = name[0] == 'r';
-    EXPECT_EQ(renamed, std::filesystem::exists(dir.file(name))) << name;
-    EXPECT_EQ(renamed ? "old\n" : "", read_file(dir.file(name)));
+    EXPECT_EQ("new\n", read_file(dir.file("Run.log")));
+    EXPECT_EQ(renamed ? "old\n" : "-", std::filesystem::exists(dir.file(name)) ? read_file(dir.file(name)) : "-") << name;
   }
 }
 

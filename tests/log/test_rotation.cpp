@@ -1,7 +1,5 @@
-// Log rotation: dated backups, pruning by count, overwrite, the head and
-// tail blocks around a rotation, names that do not fit; and the helpers it
-// uses: the separator normalisers, the wildcard matcher and the backup search.
-// (How relative names are resolved is tested with the logger's start-up.)
+// Log rotation and the helpers it uses: the separator normalisers, the
+// wildcard matcher and the backup search.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -20,6 +18,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 using Paths = std::multiset<std::string>;
+constexpr auto npos = std::string::npos;
 
 // Names in `dir` (one level), sorted.
 Names names(const std::string& dir) {
@@ -37,7 +36,7 @@ bool is_dated_backup(const std::string& name, const std::string& stem) {
 bool in_order(const std::string& text, std::initializer_list<const char*> parts) {
   size_t at = 0;
   for (const char* p : parts)
-    if ((at = text.find(p, at)) == std::string::npos) return false;
+    if ((at = text.find(p, at)) == npos) return false;
   return true;
 }
 
@@ -54,7 +53,6 @@ TEST(Rotation, ARecordPastTheLimitMovesTheFileToADatedBackupFirst) {
   const std::string old_file = read_file(o.dir.file(files[1])), live = o.text();
   EXPECT_TRUE(in_order(old_file, {"\tCreated-Time", "before the rotation", "\tUnit Log Continue-Time: "})) << old_file;
   EXPECT_TRUE(in_order(live, {"\tSubject :    Unit Log\n\tContinued-Time", "after the rotation", "End-Time"})) << live;
-  const auto npos = std::string::npos;
   EXPECT_TRUE(old_file.find("after") == npos && live.find("before") == npos && live.find("Created") == npos);
 }
 
@@ -73,13 +71,11 @@ TEST(Rotation, PruningByCount) {
     for (const std::string& name : c.existing) o.dir.write(name, "old\n");
     o.dir.write("other.log", "not a backup\n");
     ASSERT_EQ(0, o.log.back_file());
-    Names got = names(o.dir.path), want = c.left;
+    Names got = names(o.dir.path), want = {"other.log", "tavn.log"};
     const auto fresh = std::find_if(got.begin(), got.end(), [](const std::string& n) { return n > "tavn_2005"; });
     ASSERT_TRUE(fresh != got.end() && is_dated_backup(*fresh, "tavn")) << c.max_count;
     got.erase(fresh);
-    want.insert(want.begin(), "other.log");
-    want.push_back("tavn.log");
-    std::sort(want.begin(), want.end());
+    want.insert(want.end(), c.left.begin(), c.left.end());
     EXPECT_EQ(want, got) << "max_count " << c.max_count;
   }
 }
@@ -90,9 +86,7 @@ TEST(Rotation, OverwriteEmptiesInPlaceAndStillPrunes) {
   o.log.log_error("gone after the rotation");
   ASSERT_EQ(0, o.log.back_file());
   EXPECT_EQ(Names{"tavn.log"}, names(o.dir.path));
-  const std::string live = o.text();
-  EXPECT_EQ(std::string::npos, live.find("gone after"));
-  EXPECT_NE(std::string::npos, live.find("Continued-Time"));
+  EXPECT_TRUE(o.text().find("gone after") == npos && in_order(o.text(), {"Continued-Time"}));
 }
 
 TEST(Rotation, NamesWithoutExtensionOrTooLong) {
@@ -109,7 +103,7 @@ TEST(Rotation, NamesWithoutExtensionOrTooLong) {
   o.log.log_error("gone");
   ASSERT_EQ(0, o.log.back_file());
   EXPECT_EQ(1u, names(deep).size());
-  EXPECT_EQ(std::string::npos, o.text().find("gone"));
+  EXPECT_EQ(npos, o.text().find("gone"));
 }
 
 
@@ -189,7 +183,6 @@ TEST(FindFiles, Failures) {
   Temp_Dir t;
   t.write("plain", "");
   EXPECT_EQ(find(t.file("missing/"), "*", ENOENT), Paths{});
-  EXPECT_EQ(find(t.file("missing/"), nullptr, ENOENT), Paths{});
   EXPECT_EQ(find(t.file("plain"), "*", ENOTDIR), Paths{});
   std::list<std::string> found;
   EXPECT_EQ(KAVRI_LOG::find_files(nullptr, "*", found, true), EINVAL);
