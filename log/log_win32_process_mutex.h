@@ -32,7 +32,7 @@ class Log_Win32_Process_Mutex final : public Log_Mutex {
   const char* name() override;
 
  private:
-  unsigned long handle_ = 0;
+  [[maybe_unused]] unsigned long handle_ = 0;  // a handle word kept for layout; unused here
   char name_[252] = {};
 };
 
