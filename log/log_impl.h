@@ -114,6 +114,11 @@ class Log_Impl_T {
   int32_t last_cfg_check = 0;    // time of the last configuration check
 
  private:
+  // The file section of a record, under the lock: the size check (rotating
+  // first when the record would pass max_size), `write_line()`, and the
+  // flush.  Exceptions there are reported on standard output as `failure`.
+  template <class WRITE>
+  void write_record(int len, WRITE write_line, const char* failure);
   // Writes narrow text to the file: converted to wide when charset is 2.
   int write_text(const char* text);
   // The conversion, apart so that its 80 KB buffer is on the stack only

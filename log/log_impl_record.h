@@ -11,6 +11,23 @@
 #include "log/log_process.h"
 
 template <class IO, class LOCK, class CFG>
+template <class WRITE>
+void Log_Impl_T<IO, LOCK, CFG>::write_record(int len, WRITE write_line, const char* failure) {
+  lock(-1);
+  if (io_ != nullptr) {  // no output object (never opened): console only
+    try {
+      if (static_cast<uint32_t>(io_->size()) + static_cast<uint32_t>(len) > cfg_.max_size_)
+        back_file();
+      write_line();
+      if (cfg_.flush_always_) io_->flush();
+    } catch (...) {
+      puts(failure);
+    }
+  }
+  unlock();
+}
+
+template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, int style,
                                           const char* msg) {
   check_config();
@@ -74,25 +91,16 @@ void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, 
 
   if (cfg_.output_ & 1) {
     const int len = static_cast<int>(line.size());
-    lock(-1);
-    if (io_ != nullptr) {  // no output object (never opened): console only
-      try {
-        if (static_cast<uint32_t>(io_->size()) + static_cast<uint32_t>(len) > cfg_.max_size_)
-          back_file();
-        if (cfg_.encrypt_key != 0) {
-          // The terminating zero follows, unscrambled: it is part of the
-          // scrambled file format.
-          encrypt(line.data(), len);
-          io_->write(static_cast<const void*>(line.data()), len + 1);
-        } else {
-          write_text(line.data());
-        }
-        if (cfg_.flush_always_) io_->flush();
-      } catch (...) {
-        puts("\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i catch exception CATCHED.");
+    write_record(len, [&] {
+      if (cfg_.encrypt_key != 0) {
+        // The terminating zero follows, unscrambled: it is part of the
+        // scrambled file format.
+        encrypt(line.data(), len);
+        io_->write(static_cast<const void*>(line.data()), len + 1);
+      } else {
+        write_text(line.data());
       }
-    }
-    unlock();
+    }, "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i catch exception CATCHED.");
   }
 
   // The console shows the same buffer, scrambled bytes included.

@@ -86,28 +86,19 @@ void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, 
 
   if (cfg_.output_ & 1) {
     const int len = static_cast<int>(line.size());
-    lock(-1);
-    if (io_ != nullptr) {  // no output object (never opened): console only
-      try {
-        if (static_cast<uint32_t>(io_->size()) + static_cast<uint32_t>(len) > cfg_.max_size_)
-          back_file();
-        if (cfg_.encrypt_key != 0) {
-          // Counted in characters but scrambled and written as bytes: a
-          // scrambled wide record is cut short by design.
-          encrypt(line.data(), len);
-          io_->write(static_cast<const void*>(line.data()), len + 1);
-        } else if (cfg_.charset_ == 1) {
-          KAVRI_LOG::Narrow_Text narrow(line.data());
-          io_->write(narrow.c_str());
-        } else {
-          io_->write(static_cast<const wchar_t*>(line.data()));
-        }
-        if (cfg_.flush_always_) io_->flush();
-      } catch (...) {
-        puts("\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i_w catch exception CATCHED.");
+    write_record(len, [&] {
+      if (cfg_.encrypt_key != 0) {
+        // Counted in characters but scrambled and written as bytes: a
+        // scrambled wide record is cut short by design.
+        encrypt(line.data(), len);
+        io_->write(static_cast<const void*>(line.data()), len + 1);
+      } else if (cfg_.charset_ == 1) {
+        KAVRI_LOG::Narrow_Text narrow(line.data());
+        io_->write(narrow.c_str());
+      } else {
+        io_->write(static_cast<const wchar_t*>(line.data()));
       }
-    }
-    unlock();
+    }, "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i_w catch exception CATCHED.");
   }
 
   if ((cfg_.output_ & 2) && (level & cfg_.console_level_)) {
