@@ -115,10 +115,14 @@ class Log_Impl_T {
 
  private:
   // The file section of a record, under the lock: the size check (rotating
-  // first when the record would pass max_size), `write_line()`, and the
-  // flush.  Exceptions there are reported on standard output as `failure`.
+  // first when the record would pass max_size of `len` units), the write,
+  // and the flush.  With a scramble key the first `len` bytes of `line` are
+  // scrambled in place and written raw with the terminating zero that
+  // follows (part of the scrambled format; a wide line is cut short so, by
+  // design); otherwise `write_plain()` writes it.  Exceptions there are
+  // reported on standard output as `failure`.
   template <class WRITE>
-  void write_record(int len, WRITE write_line, const char* failure);
+  void write_record(void* line, int len, WRITE write_plain, const char* failure);
   // Writes narrow text to the file: converted to wide when charset is 2.
   int write_text(const char* text);
   // The conversion, apart so that its 80 KB buffer is on the stack only

@@ -12,13 +12,19 @@
 
 template <class IO, class LOCK, class CFG>
 template <class WRITE>
-void Log_Impl_T<IO, LOCK, CFG>::write_record(int len, WRITE write_line, const char* failure) {
+void Log_Impl_T<IO, LOCK, CFG>::write_record(void* line, int len, WRITE write_plain,
+                                             const char* failure) {
   lock(-1);
   if (io_ != nullptr) {  // no output object (never opened): console only
     try {
       if (static_cast<uint32_t>(io_->size()) + static_cast<uint32_t>(len) > cfg_.max_size_)
         back_file();
-      write_line();
+      if (cfg_.encrypt_key != 0) {
+        encrypt(line, len);
+        io_->write(static_cast<const void*>(line), len + 1);
+      } else {
+        write_plain();
+      }
       if (cfg_.flush_always_) io_->flush();
     } catch (...) {
       puts(failure);
@@ -91,16 +97,8 @@ void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, 
 
   if (cfg_.output_ & 1) {
     const int len = static_cast<int>(line.size());
-    write_record(len, [&] {
-      if (cfg_.encrypt_key != 0) {
-        // The terminating zero follows, unscrambled: it is part of the
-        // scrambled file format.
-        encrypt(line.data(), len);
-        io_->write(static_cast<const void*>(line.data()), len + 1);
-      } else {
-        write_text(line.data());
-      }
-    }, "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i catch exception CATCHED.");
+    write_record(line.data(), len, [&] { write_text(line.data()); },
+                 "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i catch exception CATCHED.");
   }
 
   // The console shows the same buffer, scrambled bytes included.

@@ -86,13 +86,8 @@ void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, 
 
   if (cfg_.output_ & 1) {
     const int len = static_cast<int>(line.size());
-    write_record(len, [&] {
-      if (cfg_.encrypt_key != 0) {
-        // Counted in characters but scrambled and written as bytes: a
-        // scrambled wide record is cut short by design.
-        encrypt(line.data(), len);
-        io_->write(static_cast<const void*>(line.data()), len + 1);
-      } else if (cfg_.charset_ == 1) {
+    write_record(line.data(), len, [&] {
+      if (cfg_.charset_ == 1) {
         KAVRI_LOG::Narrow_Text narrow(line.data());
         io_->write(narrow.c_str());
       } else {
