@@ -22,20 +22,6 @@ class Driver : public ::testing::Test {
   TempDir dir_;
 };
 
-TEST_F(Driver, DefaultScriptGivesACorrectedFile) {
-  ASSERT_EQ(speak("Hello."), 0u);
-  std::vector<uint8_t> f = read_bytes(out());
-  ASSERT_EQ(f.size(), 44u + 1600u);
-  EXPECT_EQ(le32(f, 4), f.size() - 8);
-  EXPECT_EQ(le32(f, 40), 1600u);
-  scripted::Record r = scripted::record();
-  EXPECT_EQ(r.connect, 1);
-  EXPECT_EQ(r.disconnect, 1);
-  EXPECT_EQ(r.open_handles, 0);
-  EXPECT_EQ(r.text, "Hello.");
-  EXPECT_EQ(r.text_terminator, 0);
-}
-
 TEST_F(Driver, RefusesMissingInputBeforeTheEngine) {
   const std::string o = out();
   struct Case { const char* text; const char* out; uint32_t want; } cases[] = {
