@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 
+#include "log/large_file.h"
 #include "log/match_string.h"
 #include "log/path_norm.h"
 

@@ -1,5 +1,7 @@
 #include "log/log_io_file.h"
 
+#include "log/large_file.h"
+
 #include <climits>
 #include <cerrno>
 #include <cstring>
@@ -45,7 +47,7 @@ int Log_IO_FILE::open(const char* name, Log_Mutex* mutex, int mode, void*) {
   }
   // The descriptor already exists, so the "w" modes keep the file: every
   // mode appends.
-  if (fseek(f, 0, SEEK_END) == 0 && mode == 0 && ftell(f) > 0) {
+  if (fseeko(f, 0, SEEK_END) == 0 && mode == 0 && ftello(f) > 0) {
     // Text mode: a file left without a final line feed gets one, so this
     // run's first line starts on a line of its own.
     if (fseek(f, -1, SEEK_END) == 0 && fgetc(f) != '\n') {

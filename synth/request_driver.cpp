@@ -1,11 +1,13 @@
 // Talvern_Impl: the one request driver behind every entry point.
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
 
+#include "log/large_file.h"
 #include "synth/front_log.h"
 #include "synth/kavritts.h"
 #include "synth/result_codes.h"
@@ -60,19 +62,20 @@ uint32_t load_text(const char* text, bool is_file, char* buf, size_t* length) {
     LOG_ERROR("Cannot open text file %s for read.", text);
     return ERR_OPEN_FILE;
   }
-  std::fseek(f, 0, SEEK_END);
+  fseeko(f, 0, SEEK_END);
   // Compared unsigned: a failed size query (-1) counts as too large.
-  unsigned long size = static_cast<unsigned long>(std::ftell(f));
-  std::fseek(f, 0, SEEK_SET);
+  const uint64_t size = static_cast<uint64_t>(ftello(f));
+  fseeko(f, 0, SEEK_SET);
   if (size == 0) {
     LOG_ERROR("input ZERO size text file(%s) to synth.", text);
     std::fclose(f);
     return ERR_EMPTY_INPUT;
   }
-  size_t n = size;
+  size_t n = kMaxText;
   if (size > kMaxText) {
     LOG_WARN("Input text file size is bigger than max input size.");
-    n = kMaxText;
+  } else {
+    n = static_cast<size_t>(size);
   }
   size_t got = std::fread(buf, 1, n, f);  // a short read leaves zero bytes
   (void)got;

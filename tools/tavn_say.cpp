@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "log/large_file.h"
 #include "synth/audio_format.h"
 #include "synth/tavn.h"
 #include "tools/result_names.h"
