@@ -31,7 +31,7 @@ retry() {  # retry WHAT COMMAND...: run COMMAND, refreshing the indexes between 
   for ((n = 1; ; n++)); do
     "$@" && return 0
     if ((n >= tries)); then
-      echo "apt.sh: $what failed after $n tries; the packages named above cannot be had from the configured mirrors" >&2
+      echo "apt.sh: $what failed after $n tries" >&2
       return 1
     fi
     echo "apt.sh: $what failed (try $n of $tries); retrying in $((n * 10)) s" >&2

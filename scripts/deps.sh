@@ -35,7 +35,8 @@ installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install o
 
 missing=()
 for p in "${packages[@]}"; do installed "$p" || missing+=("$p"); done
-"$root/scripts/apt.sh" install "${missing[@]}"
+"$root/scripts/apt.sh" install "${missing[@]}" ||
+  { echo "deps.sh: cannot install ${missing[*]} from the configured package mirrors" >&2; exit 1; }
 ((${#missing[@]})) && export TAVN_APT_UPDATED=1
 
 [ "${1:-}" = --native ] && exit 0
@@ -64,12 +65,13 @@ if [ "${TAVN_I386_DEPS:-}" != unpack ] &&
   exit 0
 fi
 
-echo "i386 libraries: unpacking them into ${sysroot#"$root"/}" >&2
+echo "i386 libraries: co-installing them failed; unpacking them into ${sysroot#"$root"/}" >&2
 rm -rf "$sysroot"
 mkdir -p "$sysroot"
 debs=$(mktemp -d)
 trap 'rm -rf "$debs"' EXIT
-"$root/scripts/apt.sh" download "$debs" "${i386_packages[@]/%/:i386}"
+"$root/scripts/apt.sh" download "$debs" "${i386_packages[@]/%/:i386}" ||
+  { echo "deps.sh: cannot download the i386 packages ${i386_packages[*]}" >&2; exit 1; }
 for deb in "$debs"/*.deb; do
   name=$(dpkg-deb -f "$deb" Package)
   case "$toolchain_packages" in *" $name "*) continue ;; esac
