@@ -25,4 +25,6 @@ cmake -S "$examples/cpp" -B "$prefix/cpp" -G Ninja -DCMAKE_PREFIX_PATH="$prefix"
 cmake --build "$prefix/cpp" >/dev/null
 synch=$(cd "$prefix" && "$prefix/cpp/hello_tavn")
 case "$synch" in "{"$'\n'"MediaUrl:\"http://media/hello.wav\","*) ;; *) echo "synch text: $synch"; exit 1 ;; esac
+# The Java class, when the build made tavn.jar.
+[ ! -e "$build/tavn.jar" ] || jar tf "$prefix/share/java/tavn.jar" | grep 'com/kavri/talvern.class' >/dev/null  # reads it all: no SIGPIPE
 echo "installed library ok: pkg-config and find_package"
