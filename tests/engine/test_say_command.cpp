@@ -147,4 +147,13 @@ TEST(SayCommand, SpeechMarksFollowTheSynchText) {
   EXPECT_TRUE(sh.tmp_empty());
 }
 
+TEST(SayCommand, ReadmeExampleRuns) {
+  const Shell sh("example");
+  std::string err;
+  ASSERT_EQ(sh.run("PATH=$(dirname $SAY):$PATH " EXAMPLES_DIR "/shell/hello.sh >out.txt", &err), 0) << err;
+  EXPECT_EQ(sh.file("out.txt").rfind("1\n00:00:00,000 --> 00:00:", 0), 0u);
+  EXPECT_NE(sh.file("out.txt").find("\n2\n00:00:"), std::string::npos);
+  EXPECT_GT(sh.file("hello.wav").size(), 10000u);
+}
+
 }  // namespace
