@@ -63,6 +63,18 @@ uint32_t requested_format(const SayOptions& o) {
   return v;
 }
 
+std::string without_format_items(const std::string& params) {
+  std::string kept;
+  for (size_t begin = 0; begin <= params.size();) {
+    size_t stop = params.find_first_of(",; \t\n", begin);
+    if (stop == std::string::npos) stop = params.size();
+    const std::string item = params.substr(begin, stop - begin);
+    if (!item.empty() && item.compare(0, 2, "5=") != 0) kept += (kept.empty() ? "" : ",") + item;
+    begin = stop + 1;
+  }
+  return kept;
+}
+
 std::string build_params(const SayOptions& o) {
   std::string p = o.params;
   auto add = [&p](const char* key, const std::string& value) {

@@ -44,6 +44,10 @@ bool parse_format(const std::string& s, uint32_t* out);
 // the first "5=" in --params as libtavn reads it, else 0 (the engine's default).
 uint32_t requested_format(const SayOptions& o);
 
+// `params` without its "5=" items (the format), the other items kept in
+// order and joined by ','.
+std::string without_format_items(const std::string& params);
+
 // The engine parameter string: --params, then the voice=, rate=, pitch=,
 // volume= and 5= items of the options that were given.
 std::string build_params(const SayOptions& o);

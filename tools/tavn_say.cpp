@@ -154,14 +154,7 @@ int write_marks(const SayOptions& o, const std::string& audio, const std::string
   int64_t end_ms = audio_length_ms(audio, requested_format(o));
   if (!times_are_finite(sentences)) {
     SayOptions pcm = o;
-    pcm.params.clear();  // the format item of --params goes, the rest stays
-    for (size_t begin = 0; begin <= o.params.size();) {
-      size_t stop = o.params.find_first_of(",; \t", begin);
-      if (stop == std::string::npos) stop = o.params.size();
-      const std::string item = o.params.substr(begin, stop - begin);
-      if (!item.empty() && item.compare(0, 2, "5=") != 0) pcm.params += (pcm.params.empty() ? "" : ",") + item;
-      begin = stop + 1;
-    }
+    pcm.params = without_format_items(o.params);
     pcm.has_format = true;
     pcm.format = 4;
     const std::string timing = make_temp_file(".wav");

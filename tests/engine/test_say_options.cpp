@@ -60,6 +60,26 @@ TEST(SayOptions, BuildsTheRequestOrRefuses) {
   }
 }
 
+TEST(SayOptions, FormatOfTheRequestAndParamsWithoutIt) {
+  const struct {
+    std::vector<const char*> args;
+    uint32_t format;
+    const char* others;  // --params without its format items
+  } cases[] = {
+      {{"x"}, 0, ""}, {{"--format", "alaw8k1c", "x"}, 11, ""},
+      {{"--params", "rate=90;5=0, 15=3", "x"}, 0, "rate=90,15=3"},
+      {{"--params", "15=3,5=9", "x"}, 3, "15=3"},  // as libtavn probes: the 5= inside 15=
+  };
+  for (const auto& c : cases) {
+    std::vector<const char*> args = c.args;
+    args.insert(args.begin(), "tavn-say");
+    SayOptions o;
+    ASSERT_EQ(parse_say_options(static_cast<int>(args.size()), args.data(), &o), "");
+    EXPECT_EQ(requested_format(o), c.format) << o.params;
+    EXPECT_EQ(without_format_items(o.params), c.others);
+  }
+}
+
 TEST(SayOptions, NamesResultCodes) {
   EXPECT_EQ(describe_result(TAVN_ERR_EMPTY_INPUT).rfind("0x80650006 TAVN_ERR_EMPTY_INPUT: ", 0), 0u);
   EXPECT_EQ(describe_result(0x80660008u).rfind("0x80660008 ENGINE_ERR_FORMAT_REFUSED: ", 0), 0u);
