@@ -23,6 +23,7 @@ packages=(
   libspdlog-dev                                   # logger benchmark baseline
   clang libclang-rt-14-dev                        # fuzz targets
   pkg-config file binutils
+  python3 python3-venv python3-pytest python3-setuptools python3-wheel   # the Python package and its tests
 )
 # The engine's libraries for the i386 build.
 i386_packages=(libespeak-ng-dev libsoxr-dev libspandsp-dev espeak-ng-data)

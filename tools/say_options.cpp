@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "synth/audio_format.h"
+#include "tools/speech_marks.h"
 
 namespace {
 
@@ -49,6 +50,29 @@ bool parse_format(const std::string& s, uint32_t* out) {
     }
   }
   return false;
+}
+
+uint32_t requested_format(const SayOptions& o) {
+  if (o.has_format) return o.format;
+  const size_t at = o.params.find("5=");
+  if (at == std::string::npos) return 0;
+  uint32_t v = 0;
+  // Nine digits at most, as no format number is longer.
+  for (size_t i = at + 2; i < o.params.size() && i < at + 11 && std::isdigit(static_cast<unsigned char>(o.params[i])); ++i)
+    v = v * 10 + static_cast<uint32_t>(o.params[i] - '0');
+  return v;
+}
+
+std::string without_format_items(const std::string& params) {
+  std::string kept;
+  for (size_t begin = 0; begin <= params.size();) {
+    size_t stop = params.find_first_of(",; \t\n", begin);
+    if (stop == std::string::npos) stop = params.size();
+    const std::string item = params.substr(begin, stop - begin);
+    if (!item.empty() && item.compare(0, 2, "5=") != 0) kept += (kept.empty() ? "" : ",") + item;
+    begin = stop + 1;
+  }
+  return kept;
 }
 
 std::string build_params(const SayOptions& o) {
@@ -118,8 +142,23 @@ std::string parse_say_options(int argc, const char* const* argv, SayOptions* out
       if (!take(&out->out) || out->out.empty()) return "-o needs a file name";
     } else if (arg == "-f" || arg == "--file") {
       if (!take(&v) || v.empty()) return "-f needs a file name";
-      out->text = v;
-      out->is_file = true;
+      if (v == "-") {
+        out->text_from_stdin = true;
+      } else {
+        out->text = v;
+        out->is_file = true;
+      }
+    } else if (arg == "--marks") {
+      MarksFormat unused;
+      if (!take(&v)) return "--marks needs a format: json, srt or vtt, optionally =FILE";
+      const size_t file_at = v.find('=');
+      out->marks_format = v.substr(0, file_at);
+      if (!parse_marks_format(out->marks_format, &unused))
+        return "--marks needs a format: json, srt or vtt, optionally =FILE";
+      if (file_at != std::string::npos) {
+        out->marks_file = v.substr(file_at + 1);
+        if (out->marks_file.empty()) return "--marks " + out->marks_format + "= needs a file name";
+      }
     } else if (arg == "--format") {
       if (!take(&v) || !parse_format(v, &out->format))
         return "--format needs a format number (0-30, 101-104) or name; see --help";
@@ -145,14 +184,25 @@ std::string parse_say_options(int argc, const char* const* argv, SayOptions* out
   }
   if (out->help) return "";
 
-  if (out->is_file && !words.empty()) return "give either -f FILE or TEXT, not both";
-  if (!out->is_file) {
-    if (words.empty()) return "nothing to say: give TEXT or -f FILE (see --help)";
+  const bool from_file = out->is_file || out->text_from_stdin;
+  if (from_file && !words.empty()) return "give either -f FILE or TEXT, not both";
+  if (!from_file && words.empty()) {
+    if (out->stdin_is_terminal) return "nothing to say: give TEXT or -f FILE (see --help)";
+    out->text_from_stdin = true;
+  }
+  if (!from_file) {
     for (const std::string& w : words) {
       if (!out->text.empty()) out->text += ' ';
       out->text += w;
     }
   }
+  const int to_stdout = (out->out == "-") + (out->synch && out->synch_file.empty()) +
+                        (!out->marks_format.empty() && out->marks_file.empty());
+  if (to_stdout > 1)
+    return "only one of -o -, --synch and --marks may use standard output "
+           "(give --synch=FILE or --marks FORMAT=FILE)";
+  if (!out->marks_format.empty() && requested_format(*out) > 100)
+    return "--marks: formats 101 to 104 leave no audio file to time";
   if (out->has_format && out->params.find("5=") != std::string::npos)
     return "give the format either by --format or by 5= in --params, not both";
   if (out->conn1.size() > kMaxConn1) return "--conn1 is longer than 31 characters";

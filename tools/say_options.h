@@ -11,10 +11,15 @@
 constexpr size_t kMaxParams = 127, kMaxConn1 = 31, kMaxConn2 = 47;
 
 struct SayOptions {
+  // Set by the caller before parsing: with no TEXT, a terminal on standard
+  // input is a usage error, anything else is read as the text.
+  bool stdin_is_terminal = true;
+
   bool help = false;
   std::string text;          // the words joined by blanks, or the -f file name
   bool is_file = false;
-  std::string out = "tavn-say.wav";
+  bool text_from_stdin = false;  // -f -, or no TEXT with a pipe or file on standard input
+  std::string out = "tavn-say.wav";  // "-": standard output
   bool has_format = false;
   uint32_t format = 0;
   std::string voice, rate, pitch, volume;  // empty: the engine's default
@@ -22,6 +27,8 @@ struct SayOptions {
   std::string synch_file;    // empty: print the synch text
   std::string media_url;
   std::string conn1, conn2, params;
+  std::string marks_format;  // "json", "srt", "vtt"; empty: no speech marks
+  std::string marks_file;    // empty: print the marks
 };
 
 // Reads argv[1..argc-1] into `*out`.  Returns "" on success, else a message
@@ -32,6 +39,14 @@ std::string parse_say_options(int argc, const char* const* argv, SayOptions* out
 // A format given as a number (0 to 30 or 101 to 104) or as a row name of
 // audio_format_table, with or without its "TTS_ADF_" prefix, in any case.
 bool parse_format(const std::string& s, uint32_t* out);
+
+// The audio format the request asks for: --format, else the number after
+// the first "5=" in --params as libtavn reads it, else 0 (the engine's default).
+uint32_t requested_format(const SayOptions& o);
+
+// `params` without its "5=" items (the format), the other items kept in
+// order and joined by ','.
+std::string without_format_items(const std::string& params);
 
 // The engine parameter string: --params, then the voice=, rate=, pitch=,
 // volume= and 5= items of the options that were given.

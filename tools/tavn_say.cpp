@@ -1,9 +1,13 @@
 // tavn-say: speaks a text or a text file into a WAVE file through libtavn
 // and the espeak engine, optionally with the synch text.
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -12,22 +16,26 @@
 #include "synth/tavn.h"
 #include "tools/result_names.h"
 #include "tools/say_options.h"
+#include "tools/speech_marks.h"
+#include "tools/temp_files.h"
 
 namespace {
 
-constexpr int kExitFailed = 1, kExitUsage = 2, kExitSynchFile = 3;
+constexpr int kExitFailed = 1, kExitUsage = 2;
 constexpr size_t kMaxTextBytes = 65536;  // the front end reads no more
 
 void print_help() {
   std::printf(
       "Usage: tavn-say [options] TEXT...\n"
       "       tavn-say [options] -f FILE\n"
-      "Speaks TEXT (the words joined by blanks) or the contents of FILE (UTF-8, at most\n"
-      "65536 bytes are used) into a WAVE file, through libtavn and the espeak-ng engine.\n"
+      "       COMMAND | tavn-say [options] [-f -]\n"
+      "Speaks TEXT (the words joined by blanks), the contents of FILE or standard input\n"
+      "(UTF-8, at most 65536 bytes are used) into a WAVE file, through libtavn and the\n"
+      "espeak-ng engine.  With no TEXT, standard input is read unless it is a terminal.\n"
       "\n"
       "Options:\n"
-      "  -o, --out FILE      audio file to write (default tavn-say.wav)\n"
-      "  -f, --file FILE     speak the contents of FILE\n"
+      "  -o, --out FILE      audio file to write (default tavn-say.wav); - for standard output\n"
+      "  -f, --file FILE     speak the contents of FILE; - for standard input\n"
       "      --format F      audio format: a number or a name from the table below\n"
       "      --voice NAME    espeak-ng voice, e.g. en, en-us, en+f3, de, cmn (default en)\n"
       "      --rate N        words per minute, 80 to 450 (default 175)\n"
@@ -35,6 +43,9 @@ void print_help() {
       "      --volume N      volume, 0 to 200 (default 100)\n"
       "      --synch[=FILE]  also produce the synch text (sentence start times) and print\n"
       "                      it, or write it to FILE\n"
+      "      --marks FORMAT[=FILE]\n"
+      "                      speech marks, one per sentence, printed or written to FILE:\n"
+      "                      json (one object per line), srt or vtt (subtitle cues)\n"
       "      --media-url URL the MediaUrl of the synch text (default empty)\n"
       "      --conn1 S       first connection string (31 characters at most)\n"
       "      --conn2 S       second connection string (47 characters at most)\n"
@@ -54,7 +65,7 @@ void print_help() {
   std::printf(
       "\n"
       "Exit status: 0 success; 1 the request failed (the result code, its name and reason are\n"
-      "printed); 2 bad command line; 3 the synch file cannot be written.  libtavn writes its\n"
+      "printed), or an output could not be written; 2 bad command line.  libtavn writes its\n"
       "log to ./tavn.log.\n");
 }
 
@@ -67,15 +78,130 @@ size_t text_bytes(const SayOptions& o) {
   return size < kMaxTextBytes ? static_cast<size_t>(size) : kMaxTextBytes;
 }
 
-int report(uint32_t code) {
-  std::fprintf(stderr, "tavn-say: failed: %s\n", describe_result(code).c_str());
+// The text as the front end reads it: the string, or the file's first bytes.
+std::string spoken_text(const SayOptions& o) {
+  if (!o.is_file) return o.text;
+  std::string text(kMaxTextBytes, '\0');
+  FILE* f = std::fopen(o.text.c_str(), "rb");
+  const size_t n = f == nullptr ? 0 : std::fread(&text[0], 1, text.size(), f);
+  if (f != nullptr) std::fclose(f);
+  text.resize(n);
+  return text;
+}
+
+// Every failure after the command line was accepted ends here: the message,
+// the temporary files removed, status 1.
+int fail(const std::string& message) {
+  std::fprintf(stderr, "tavn-say: %s\n", message.c_str());
+  remove_temp_files();
   return kExitFailed;
+}
+
+int report(uint32_t code) { return fail("failed: " + describe_result(code)); }
+
+std::string system_error(const std::string& what) { return what + ": " + std::strerror(errno); }
+
+bool read_all(int fd, std::string* out) {
+  char buf[65536];
+  for (;;) {
+    const ssize_t n = read(fd, buf, sizeof buf);
+    if (n == 0) return true;
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return false;
+    out->append(buf, static_cast<size_t>(n));
+  }
+}
+
+bool write_all(int fd, const char* p, size_t n) {
+  while (n > 0) {
+    const ssize_t w = write(fd, p, n);
+    if (w < 0 && errno == EINTR) continue;
+    if (w <= 0) return false;
+    p += w;
+    n -= static_cast<size_t>(w);
+  }
+  return true;
+}
+
+// Writes `text` to the file `name`, or to standard output when `name` is empty.
+bool write_text(const std::string& name, const std::string& text) {
+  if (name.empty()) return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+  FILE* f = std::fopen(name.c_str(), "wb");
+  if (f == nullptr) return false;
+  const bool ok = std::fwrite(text.data(), 1, text.size(), f) == text.size();
+  return std::fclose(f) == 0 && ok;
+}
+
+// One request with the synch text.  Returns the library's result.
+uint32_t speak_with_synch(const SayOptions& o, const std::string& out, const std::string& params,
+                          std::string* synch) {
+  const size_t capacity = synch_capacity(text_bytes(o));
+  std::vector<char> buffer(capacity + 1, '\0');  // the terminator may land one past capacity
+  char* p = buffer.data();
+  const uint32_t r = TavnSynthSyn(o.text.c_str(), o.is_file, out.c_str(), o.conn1.c_str(), o.conn2.c_str(),
+                                  params.c_str(), o.media_url.c_str(), &p, static_cast<int>(capacity));
+  *synch = buffer.data();
+  return r;
+}
+
+// Speech marks of the finished request.  Where the library prints no
+// finite times (formats without a bit rate), the same text is spoken once
+// more as 16 kHz 16-bit PCM into a temporary file, and both the times and
+// the end of the audio come from that rendering.
+int write_marks(const SayOptions& o, const std::string& audio, const std::string& synch) {
+  std::vector<SynchSentence> sentences;
+  if (!read_synch_sentences(synch, o.media_url, audio, &sentences))
+    return fail("the synch text is not in the expected form");
+  int64_t end_ms = audio_length_ms(audio, requested_format(o));
+  if (!times_are_finite(sentences)) {
+    SayOptions pcm = o;
+    pcm.params = without_format_items(o.params);
+    pcm.has_format = true;
+    pcm.format = 4;
+    const std::string timing = make_temp_file(".wav");
+    if (timing.empty()) return fail(system_error("cannot make a temporary file"));
+    std::string pcm_synch;
+    const uint32_t r = speak_with_synch(pcm, timing, build_params(pcm), &pcm_synch);
+    if (r != 0) return report(r);
+    sentences.clear();
+    if (!read_synch_sentences(pcm_synch, o.media_url, timing, &sentences))
+      return fail("the synch text is not in the expected form");
+    end_ms = audio_length_ms(timing, 4);
+  }
+  const std::string text = o.is_file ? spoken_text(o) : o.text;
+  MarksFormat format = MarksFormat::kJson;
+  parse_marks_format(o.marks_format, &format);
+  if (!write_text(o.marks_file, format_marks(make_marks(sentences, text, end_ms), format)))
+    return fail(system_error("cannot write the speech marks " + (o.marks_file.empty() ? "" : o.marks_file)));
+  return 0;
+}
+
+bool copy_to_stdout(const std::string& name) {
+  const int fd = open(name.c_str(), O_RDONLY);
+  if (fd < 0) return errno == ENOENT;  // formats 101 to 104 leave no file: nothing to copy
+  char buf[65536];
+  bool ok = true;
+  for (;;) {
+    const ssize_t n = read(fd, buf, sizeof buf);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) {
+      ok = n == 0;
+      break;
+    }
+    if (!write_all(STDOUT_FILENO, buf, static_cast<size_t>(n))) {
+      ok = false;
+      break;
+    }
+  }
+  close(fd);
+  return ok;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   SayOptions o;
+  o.stdin_is_terminal = isatty(STDIN_FILENO) == 1;
   const std::string error = parse_say_options(argc, argv, &o);
   if (!error.empty()) {
     std::fprintf(stderr, "tavn-say: %s\n", error.c_str());
@@ -85,35 +211,33 @@ int main(int argc, char** argv) {
     print_help();
     return 0;
   }
+  if (o.text_from_stdin && !read_all(STDIN_FILENO, &o.text))
+    return fail(system_error("cannot read the text from standard input"));
+
+  install_temp_file_cleanup();
+  std::string out = o.out;
+  if (o.out == "-") {
+    out = make_temp_file(".wav");
+    if (out.empty()) return fail(system_error("cannot make a temporary file"));
+  }
   const std::string params = build_params(o);
 
-  if (!o.synch) {
-    const uint32_t r = TalvernSynth(o.text.c_str(), o.is_file, o.out.c_str(), o.conn1.c_str(),
+  if (!o.synch && o.marks_format.empty()) {
+    const uint32_t r = TalvernSynth(o.text.c_str(), o.is_file, out.c_str(), o.conn1.c_str(),
                                     o.conn2.c_str(), params.c_str());
-    return r == 0 ? 0 : report(r);
+    if (r != 0) return report(r);
+  } else {
+    std::string synch;
+    const uint32_t r = speak_with_synch(o, out, params, &synch);
+    if (r != 0) return report(r);
+    if (o.synch && !write_text(o.synch_file, synch + (o.synch_file.empty() ? "\n" : "")))
+      return fail(system_error("cannot write the synch text " + o.synch_file));
+    if (!o.marks_format.empty()) {
+      const int status = write_marks(o, out, synch);
+      if (status != 0) return status;
+    }
   }
-
-  const size_t capacity = synch_capacity(text_bytes(o));
-  std::vector<char> buffer(capacity + 1, '\0');  // the terminator may land one past capacity
-  char* synch = buffer.data();
-  const uint32_t r = TavnSynthSyn(o.text.c_str(), o.is_file, o.out.c_str(), o.conn1.c_str(),
-                                  o.conn2.c_str(), params.c_str(), o.media_url.c_str(), &synch,
-                                  static_cast<int>(capacity));
-  if (r != 0) return report(r);
-  if (o.synch_file.empty()) {
-    std::printf("%s\n", buffer.data());
-    return 0;
-  }
-  FILE* f = std::fopen(o.synch_file.c_str(), "wb");
-  if (f == nullptr) {
-    std::fprintf(stderr, "tavn-say: cannot write the synch file %s\n", o.synch_file.c_str());
-    return kExitSynchFile;
-  }
-  const std::string text(buffer.data());
-  const bool ok = std::fwrite(text.data(), 1, text.size(), f) == text.size();
-  if (std::fclose(f) != 0 || !ok) {
-    std::fprintf(stderr, "tavn-say: cannot write the synch file %s\n", o.synch_file.c_str());
-    return kExitSynchFile;
-  }
+  if (o.out == "-" && !copy_to_stdout(out)) return fail(system_error("cannot copy the audio to standard output"));
+  remove_temp_files();
   return 0;
 }

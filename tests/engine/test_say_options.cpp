@@ -9,15 +9,19 @@
 
 namespace {
 
-// What tavn-say makes of `args`: "TEXT -> OUT [PARAMS]" (with " file" and
-// " synch:FILE" when asked for), or the message for the user.
+// What tavn-say makes of `args`: "TEXT -> OUT [PARAMS]" (with " file",
+// " stdin", " synch:FILE" and " marks:FORMAT=FILE" when asked for), or the
+// message for the user.  A "<" first: standard input is no terminal.
 std::string parsed(std::vector<const char*> args) {
-  args.insert(args.begin(), "tavn-say");
   SayOptions o;
+  o.stdin_is_terminal = args.empty() || std::string(args[0]) != "<";
+  if (!o.stdin_is_terminal) args.erase(args.begin());
+  args.insert(args.begin(), "tavn-say");
   const std::string message = parse_say_options(static_cast<int>(args.size()), args.data(), &o);
   if (!message.empty()) return message;
-  return o.text + (o.is_file ? " file" : "") + " -> " + o.out + " [" + build_params(o) + "]" +
-         (o.synch ? " synch:" + o.synch_file : "");
+  return o.text + (o.is_file ? " file" : "") + (o.text_from_stdin ? " stdin" : "") + " -> " + o.out +
+         " [" + build_params(o) + "]" + (o.synch ? " synch:" + o.synch_file : "") +
+         (o.marks_format.empty() ? "" : " marks:" + o.marks_format + "=" + o.marks_file);
 }
 
 TEST(SayOptions, BuildsTheRequestOrRefuses) {
@@ -39,11 +43,40 @@ TEST(SayOptions, BuildsTheRequestOrRefuses) {
       {{"--voice", "en,rate=500", "x"}, "--voice"}, {{"--bogus", "x"}, "unknown option --bogus"},
       {{"--format", "3", "--params", "5=4", "x"}, "not both"}, {{"--conn1", long32.c_str(), "x"}, "31"},
       {{"--params", long120.c_str(), "--voice", "en-us", "x"}, "127"},
+      // Pipes and speech marks.
+      {{"-f", "-", "-o", "-", "--marks=SRT=m.srt"}, " stdin -> - [] marks:SRT=m.srt"},
+      {{"<", "--marks", "json"}, " stdin -> tavn-say.wav [] marks:json="},
+      {{"<", "--params", "rate=200,5=12", "--marks", "vtt=v.vtt", "--synch"},
+       " stdin -> tavn-say.wav [rate=200,5=12] synch: marks:vtt=v.vtt"},
+      {{"-f", "-", "x"}, "not both"}, {{"--marks", "xml", "x"}, "json, srt or vtt"},
+      {{"--marks", "json=", "x"}, "needs a file name"},
+      {{"-o", "-", "--synch", "x"}, "only one of"}, {{"--marks", "srt", "--synch", "x"}, "only one of"},
+      {{"--params", "5=0101", "--marks", "json", "x"}, "101 to 104"},
   };
   for (const auto& c : cases) {
     const std::string got = parsed(c.args);
     if (got.find(" -> ") != std::string::npos) EXPECT_EQ(got, c.request);
     else EXPECT_NE(got.find(c.request), std::string::npos) << got << " / " << c.request;
+  }
+}
+
+TEST(SayOptions, FormatOfTheRequestAndParamsWithoutIt) {
+  const struct {
+    std::vector<const char*> args;
+    uint32_t format;
+    const char* others;  // --params without its format items
+  } cases[] = {
+      {{"x"}, 0, ""}, {{"--format", "alaw8k1c", "x"}, 11, ""},
+      {{"--params", "rate=90;5=0, 15=3", "x"}, 0, "rate=90,15=3"},
+      {{"--params", "15=3,5=9", "x"}, 3, "15=3"},  // as libtavn probes: the 5= inside 15=
+  };
+  for (const auto& c : cases) {
+    std::vector<const char*> args = c.args;
+    args.insert(args.begin(), "tavn-say");
+    SayOptions o;
+    ASSERT_EQ(parse_say_options(static_cast<int>(args.size()), args.data(), &o), "");
+    EXPECT_EQ(requested_format(o), c.format) << o.params;
+    EXPECT_EQ(without_format_items(o.params), c.others);
   }
 }
 

@@ -1,15 +1,30 @@
 #!/usr/bin/env bash
-# Installs the build into a temporary prefix, then compiles, links and runs
-# a small C program against the installed tree through pkg-config.
+# Installs the build into a temporary prefix, then builds and runs the C
+# example against the installed tree through pkg-config and the C++ example
+# through CMake's find_package(tavn CONFIG).
 set -euo pipefail
-build=${1:?build dir}; cc=${2:?C compiler}; cflags=${3:-}; engine_dir=${4:?engine dir}; src=${5:?source}
+build=${1:?build dir}; cc=${2:?C compiler}; cxx=${3:?C++ compiler}; cflags=${4:-}
+engine_dir=${5:?engine dir}; examples=${6:?examples dir}
 prefix=$(mktemp -d)
 trap 'rm -rf "$prefix"' EXIT
 cmake --install "$build" --prefix "$prefix" >/dev/null
 libdir=$(ls -d "$prefix"/lib*)
+export LD_LIBRARY_PATH="$libdir:$engine_dir"
+# The engine, libkavritts.so, is not part of the installed tree.
+link_engine="-Wl,-rpath-link,$engine_dir"
+
 export PKG_CONFIG_PATH="$libdir/pkgconfig"
 # shellcheck disable=SC2086
-"$cc" $cflags -std=c99 -Wall -Wextra -Werror -o "$prefix/speak" "$src" \
-  $(pkg-config --cflags --libs tavn) -Wl,-rpath-link,"$engine_dir"
-cd "$prefix"
-LD_LIBRARY_PATH="$libdir:$engine_dir" ./speak
+"$cc" $cflags -std=c99 -Wall -Wextra -Werror -o "$prefix/hello_c" "$examples/c/hello.c" \
+  $(pkg-config --cflags --libs tavn) $link_engine
+(cd "$prefix" && ./hello_c && test -s hello.wav)
+
+cmake -S "$examples/cpp" -B "$prefix/cpp" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" \
+  -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS="$cflags -Wall -Wextra -Werror" \
+  -DCMAKE_EXE_LINKER_FLAGS="$link_engine" >/dev/null
+cmake --build "$prefix/cpp" >/dev/null
+synch=$(cd "$prefix" && "$prefix/cpp/hello_tavn")
+case "$synch" in "{"$'\n'"MediaUrl:\"http://media/hello.wav\","*) ;; *) echo "synch text: $synch"; exit 1 ;; esac
+# The Java class, when the build made tavn.jar.
+[ ! -e "$build/tavn.jar" ] || jar tf "$prefix/share/java/tavn.jar" | grep 'com/kavri/talvern.class' >/dev/null  # reads it all: no SIGPIPE
+echo "installed library ok: pkg-config and find_package"
