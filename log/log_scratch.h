@@ -8,7 +8,7 @@
 // in use (a nested use), or when the thread's buffers are already freed (a
 // record written while the thread exits, such as the tail block written by
 // an exit hook), a buffer is made for this one use and freed with the
-// Log_Scratch object.  A thread that logs keeps up to about 470 KB of
+// Log_Scratch object.  A thread that logs keeps up to about 450 KB of
 // address space (80 KB for narrow records only), but only the pages that
 // its records have actually written are resident.
 //
