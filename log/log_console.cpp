@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "log/log_scratch.h"
 #include "log/log_text_output.h"
 
 namespace KAVRI_LOG {
@@ -12,11 +13,10 @@ void echo_wide_as_narrow(const wchar_t* text) {
   fputs(reinterpret_cast<const char*>(text), stdout);
 }
 
-// The 80 KB buffer lives here, not in the record builder's frame, so that
-// records that are not echoed wide never reserve it.
+// The 80 KB conversion buffer is the thread's scratch, not a stack frame.
 void echo_widened(const char* line) {
-  wchar_t wide[kWideTextChars];
-  echo_wide_as_narrow(widen_text(line, wide));
+  Log_Scratch wide(Scratch_Kind::wide_text);
+  if (wide.data() != nullptr) echo_wide_as_narrow(widen_text(line, wide.wide()));
 }
 
 }  // namespace KAVRI_LOG

@@ -11,8 +11,16 @@
 // file section of a record holds the lock, so formatting and the console
 // echo of different threads run in parallel (console lines may interleave);
 // with this library's LOCK (Log_Win32_Process_Mutex, one process-local
-// mutex) file operations of parallel threads exclude each other.  open()
-// and close() must not race with logging through a logger being destroyed.
+// mutex) file operations of parallel threads exclude each other.  Every
+// lock is taken through a scoped guard, so it is given back on every path,
+// exceptions included.  The settings that the configuration re-check
+// changes while records are written (output, level, console level, style,
+// flush) are written under the lock with atomic stores and read by the
+// record path with atomic loads (live()).  open() and close() must not race
+// with logging; Log_Singleton keeps records off a logger being released.
+//
+// Stack: the large buffers of a record (message, line, conversions) are the
+// thread's Log_Scratch buffers, so a record needs only a few KB of stack.
 #ifndef TAVN_LOG_LOG_IMPL_H_
 #define TAVN_LOG_LOG_IMPL_H_
 
@@ -22,6 +30,7 @@
 #include "log/log_cfg.h"
 #include "log/log_io.h"
 #include "log/log_level.h"
+#include "log/log_lock_guard.h"
 #include "log/log_mutex.h"
 #include "log/log_style.h"
 #include "log/log_time.h"
@@ -125,9 +134,14 @@ class Log_Impl_T {
   void write_record(void* line, int len, WRITE write_plain, const char* failure);
   // Writes narrow text to the file: converted to wide when charset is 2.
   int write_text(const char* text);
-  // The conversion, apart so that its 80 KB buffer is on the stack only
-  // while it runs.
-  __attribute__((noinline)) int write_widened(const char* text);
+  // The conversion, into the thread's wide scratch buffer.
+  int write_widened(const char* text);
+  // A setting that the configuration re-check may change while records are
+  // written: read and written atomically.
+  template <class T>
+  static T live(const T& field) { return __atomic_load_n(&field, __ATOMIC_RELAXED); }
+  template <class T>
+  static void set_live(T& field, T value) { __atomic_store_n(&field, value, __ATOMIC_RELAXED); }
   // Formats and hands over one record of a level entry point.
   void log_level_v(LOG_LEVEL level, const char* fmt, va_list ap);
 };

@@ -7,7 +7,9 @@
 #include <cstring>
 
 #include "log/log_file_time.h"
+#include "log/log_lock_guard.h"
 #include "log/log_process.h"
+#include "log/log_scratch.h"
 #include "log/log_text_output.h"
 
 template <class IO, class LOCK, class CFG>
@@ -17,13 +19,14 @@ int Log_Impl_T<IO, LOCK, CFG>::write_text(const char* text) {
 
 template <class IO, class LOCK, class CFG>
 int Log_Impl_T<IO, LOCK, CFG>::write_widened(const char* text) {
-  wchar_t wide[KAVRI_LOG::kWideTextChars];
-  return io_->write(KAVRI_LOG::widen_text(text, wide));
+  KAVRI_LOG::Log_Scratch wide(KAVRI_LOG::Scratch_Kind::wide_text);
+  if (wide.data() == nullptr) return 0;  // no memory: the text is dropped
+  return io_->write(KAVRI_LOG::widen_text(text, wide.wide()));
 }
 
 template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::write_head(bool created) {
-  if (cfg_.style_ == LOG_STYLE_NONE || io_ == nullptr) return;
+  if (live(cfg_.style_) == LOG_STYLE_NONE || io_ == nullptr) return;
   // Neither the application's nor the module's path is known on this
   // platform; both show as empty paths with " " as their times.
   const char* app_path = "";
@@ -55,7 +58,7 @@ void Log_Impl_T<IO, LOCK, CFG>::write_head(bool created) {
 
 template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::write_tail(bool end) {
-  if (cfg_.style_ == LOG_STYLE_NONE || io_ == nullptr) return;
+  if (live(cfg_.style_) == LOG_STYLE_NONE || io_ == nullptr) return;
   char now[KAVRI_LOG::kTimeBufSize];
   cur_time(now, false, false);
   const int pid = KAVRI_LOG::process_id();
@@ -77,7 +80,7 @@ int Log_Impl_T<IO, LOCK, CFG>::write_bound(char c) {
   char line[81];
   memset(line, c, 80);
   line[80] = '\0';
-  lock(-1);
+  Log_Lock_Guard guard(mutex_);
   if (cfg_.charset_ == 2) {
     write_text(line);
     io_->write(L"\n");
@@ -86,7 +89,6 @@ int Log_Impl_T<IO, LOCK, CFG>::write_bound(char c) {
     io_->write("\n");
   }
   io_->flush();
-  unlock();
   return 0;
 }
 

@@ -17,7 +17,9 @@ int Log_Impl_T<IO, LOCK, CFG>::check_config() {
   const int32_t now = static_cast<int32_t>(std::time(nullptr));
   // Tested before the lock is taken: read and written atomically.
   if (now - __atomic_load_n(&last_cfg_check, __ATOMIC_RELAXED) <= 10) return 0;
-  if (mutex_ != nullptr) mutex_->acquire(-1);
+  // The copy and the file read below may throw (no memory): the guard gives
+  // the lock back and the exception leaves the record.
+  Log_Lock_Guard guard(mutex_);
   struct stat st;
   const int32_t mtime =
       stat(cfg_.cfg_file(), &st) == 0 ? static_cast<int32_t>(st.st_mtime) : 0;
@@ -25,14 +27,14 @@ int Log_Impl_T<IO, LOCK, CFG>::check_config() {
     cfg_.cfg_mtime = mtime;
     CFG fresh(cfg_);
     fresh.read_config(nullptr, nullptr);
-    cfg_.output_ = fresh.output_;
-    cfg_.level_ = fresh.level_;
-    cfg_.console_level_ = fresh.level_;
-    cfg_.flush_always_ = fresh.flush_always_;
-    cfg_.style_ = fresh.style_;
+    // Records of other threads read these without the lock.
+    set_live(cfg_.output_, fresh.output_);
+    set_live(cfg_.level_, fresh.level_);
+    set_live(cfg_.console_level_, fresh.level_);
+    set_live(cfg_.flush_always_, fresh.flush_always_);
+    set_live(cfg_.style_, fresh.style_);
   }
   __atomic_store_n(&last_cfg_check, now, __ATOMIC_RELAXED);
-  if (mutex_ != nullptr) mutex_->release();
   return 0;
 }
 

@@ -6,13 +6,19 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "log/log_scratch.h"
+
 template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::log_level_v(LOG_LEVEL level, const char* fmt, va_list ap) {
-  // Per call, on the stack: never shared between threads.  Longer messages
-  // are cut to 40959 bytes.
-  char msg[40960];
+  // The thread's own message buffer: never shared between threads, and off
+  // the stack.  Longer messages are cut to 40959 bytes.  Without memory for
+  // it the record is dropped.
+  KAVRI_LOG::Log_Scratch scratch(KAVRI_LOG::Scratch_Kind::message);
+  char* msg = scratch.chars();
+  if (msg == nullptr) return;
   msg[0] = '\0';
-  if ((cfg_.level_ & level) != 0 && fmt != nullptr) vsnprintf(msg, sizeof msg, fmt, ap);
+  if ((live(cfg_.level_) & level) != 0 && fmt != nullptr)
+    vsnprintf(msg, KAVRI_LOG::scratch_bytes(KAVRI_LOG::Scratch_Kind::message), fmt, ap);
   // Handed over even when not formatted: the level test there drops it.
   log_msg_i(nullptr, level, 0, msg);
 }
@@ -20,7 +26,7 @@ void Log_Impl_T<IO, LOCK, CFG>::log_level_v(LOG_LEVEL level, const char* fmt, va
 #define TAVN_LOG_LEVEL_ENTRY_(name, level, then_flush)        \
   template <class IO, class LOCK, class CFG>                  \
   void Log_Impl_T<IO, LOCK, CFG>::name(const char* fmt, ...) { \
-    if (cfg_.output_ == 0) return;                            \
+    if (live(cfg_.output_) == 0) return;                      \
     va_list ap;                                               \
     va_start(ap, fmt);                                        \
     log_level_v(level, fmt, ap);                              \

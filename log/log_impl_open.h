@@ -50,12 +50,13 @@ int Log_Impl_T<IO, LOCK, CFG>::open(const CFG* cfg, IO* io, void* param) {
 
   if ((cfg_.output_ & 1) == 0) return 0;  // console only: no file, io not kept
 
-  mutex_->acquire(-1);
+  // The allocation and the file work below may throw: the guard gives the
+  // lock back on the way out.
+  Log_Lock_Guard guard(mutex_);
   if (io != nullptr) {
     // A caller's output object is taken as it is: assumed open, no head.
     io_ = io;
     own_io_ = false;
-    mutex_->release();
     return 0;
   }
   io_ = new IO();
@@ -63,27 +64,29 @@ int Log_Impl_T<IO, LOCK, CFG>::open(const CFG* cfg, IO* io, void* param) {
   io_->mutex(mutex_);
   KAVRI_LOG::make_log_dir(cfg_.file_name());
   const int rc = io_->open(cfg_.file_name(), mutex_, cfg_.mode_, param);
-  if (rc != 0) {
-    mutex_->release();
-    return rc;
-  }
+  if (rc != 0) return rc;
   if (cfg_.has_head_) write_head(true);
   io_->config(&cfg_);
-  mutex_->release();
   return 0;
 }
 
 template <class IO, class LOCK, class CFG>
 int Log_Impl_T<IO, LOCK, CFG>::close() {
   if (io_ != nullptr) {
-    lock(-1);
+    Log_Lock_Guard guard(mutex_);
     if (own_io_) {
+      // Deleted and detached on every way out, even if the tail throws (the
+      // object's destructor closes the file).
+      struct Drop {
+        IO*& io;
+        ~Drop() {
+          delete io;
+          io = nullptr;
+        }
+      } drop{io_};
       if (cfg_.has_head_) write_tail(true);
       io_->close();
-      delete io_;
-      io_ = nullptr;
     }
-    unlock();
   }
   if (mutex_ != nullptr && own_mutex_) {
     mutex_->close(false);

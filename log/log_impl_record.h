@@ -9,12 +9,13 @@
 #include "log/log_console.h"
 #include "log/log_line.h"
 #include "log/log_process.h"
+#include "log/log_scratch.h"
 
 template <class IO, class LOCK, class CFG>
 template <class WRITE>
 void Log_Impl_T<IO, LOCK, CFG>::write_record(void* line, int len, WRITE write_plain,
                                              const char* failure) {
-  lock(-1);
+  Log_Lock_Guard guard(mutex_);
   if (io_ != nullptr) {  // no output object (never opened): console only
     try {
       if (static_cast<uint32_t>(io_->size()) + static_cast<uint32_t>(len) > cfg_.max_size_)
@@ -25,20 +26,21 @@ void Log_Impl_T<IO, LOCK, CFG>::write_record(void* line, int len, WRITE write_pl
       } else {
         write_plain();
       }
-      if (cfg_.flush_always_) io_->flush();
+      if (live(cfg_.flush_always_)) io_->flush();
     } catch (...) {
       puts(failure);
     }
   }
-  unlock();
 }
 
 template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, int style,
                                           const char* msg) {
   check_config();
-  if (style == 0) style = cfg_.style_;
-  if (cfg_.output_ == 0 || (level & cfg_.level_) == 0) return;
+  // One reading of the settings the re-check may change meanwhile.
+  const int output = live(cfg_.output_);
+  if (style == 0) style = live(cfg_.style_);
+  if (output == 0 || (level & live(cfg_.level_)) == 0) return;
   if (msg == nullptr) msg = "";  // a missing message logs as an empty one
 
   for (const std::string& entry : cfg_.exclude) {
@@ -58,8 +60,9 @@ void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, 
 
   // Over-long records are cut at the buffer's end; the line break the style
   // asks for always has room.
-  char buf[40960];
-  Log_Line<char> line(buf, sizeof buf);
+  KAVRI_LOG::Log_Scratch buf(KAVRI_LOG::Scratch_Kind::line);
+  if (buf.data() == nullptr) return;  // no memory: the record is dropped
+  Log_Line<char> line(buf.chars(), KAVRI_LOG::scratch_bytes(KAVRI_LOG::Scratch_Kind::line));
   if (style & LOG_STYLE_LINE_BREAK) line.keep_free(1);
   // Parts appended piece by piece: the same text as "[%s]", "[Px%04x]",
   // "[Tx%04x]" and "[%-8.8s]", without a printf call per part.
@@ -95,14 +98,14 @@ void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, 
   if ((style & LOG_STYLE_LINE_BREAK) && (line.empty() || (line.back() != '\n' && line.back() != '\r')))
     line.append_reserved('\n');
 
-  if (cfg_.output_ & 1) {
+  if (output & 1) {
     const int len = static_cast<int>(line.size());
     write_record(line.data(), len, [&] { write_text(line.data()); },
                  "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i catch exception CATCHED.");
   }
 
   // The console shows the same buffer, scrambled bytes included.
-  if ((cfg_.output_ & 2) && (level & cfg_.console_level_)) {
+  if ((output & 2) && (level & live(cfg_.console_level_))) {
     if (cfg_.charset_ == 2)
       KAVRI_LOG::echo_widened(line.data());
     else

@@ -16,6 +16,7 @@
 #include "log/log_console.h"
 #include "log/log_line.h"
 #include "log/log_process.h"
+#include "log/log_scratch.h"
 #include "log/log_text_output.h"
 
 namespace KAVRI_LOG {
@@ -39,17 +40,17 @@ template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, int style,
                                           const wchar_t* msg) {
   check_config();
-  if (style == 0) style = cfg_.style_;
-  if (cfg_.output_ == 0 || (level & cfg_.level_) == 0) return;
+  const int output = live(cfg_.output_);
+  if (style == 0) style = live(cfg_.style_);
+  if (output == 0 || (level & live(cfg_.level_)) == 0) return;
   if (msg == nullptr) msg = L"";  // a missing message logs as an empty one
 
-  // 266 KB would crowd small thread stacks (a 32-bit JVM's threads get a
-  // few hundred KB), so the wide line lives on the heap; without memory the
-  // record is dropped.
-  constexpr size_t kLineChars = 66560;
-  std::unique_ptr<wchar_t[]> buf(new (std::nothrow) wchar_t[kLineChars]);
-  if (!buf) return;
-  Log_Line<wchar_t> line(buf.get(), kLineChars);
+  // The 266 KB line is the thread's scratch buffer: small thread stacks
+  // could not hold it.  Without memory the record is dropped.
+  KAVRI_LOG::Log_Scratch buf(KAVRI_LOG::Scratch_Kind::wide_line);
+  if (buf.data() == nullptr) return;
+  Log_Line<wchar_t> line(buf.wide(),
+                         KAVRI_LOG::scratch_bytes(KAVRI_LOG::Scratch_Kind::wide_line) / sizeof(wchar_t));
   if (style & LOG_STYLE_LINE_BREAK) line.keep_free(1);
 
   wchar_t part[200];
@@ -84,7 +85,7 @@ void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, 
   if ((style & LOG_STYLE_LINE_BREAK) && (line.empty() || (line.back() != L'\n' && line.back() != L'\r')))
     line.append_reserved(L'\n');
 
-  if (cfg_.output_ & 1) {
+  if (output & 1) {
     const int len = static_cast<int>(line.size());
     write_record(line.data(), len, [&] {
       if (cfg_.charset_ == 1) {
@@ -96,7 +97,7 @@ void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, 
     }, "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i_w catch exception CATCHED.");
   }
 
-  if ((cfg_.output_ & 2) && (level & cfg_.console_level_)) {
+  if ((output & 2) && (level & live(cfg_.console_level_))) {
     if (cfg_.charset_ == 1) {
       KAVRI_LOG::Narrow_Text narrow(line.data());
       KAVRI_LOG::echo_narrow(narrow.c_str());

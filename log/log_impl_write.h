@@ -10,7 +10,7 @@
 
 template <class IO, class LOCK, class CFG>
 int Log_Impl_T<IO, LOCK, CFG>::write(const void* data, int len) {
-  lock(-1);
+  Log_Lock_Guard guard(mutex_);
   int result = -1;
   if (io_ != nullptr) {
     if (cfg_.encrypt_key != 0 && data != nullptr && len > 0) {
@@ -31,7 +31,6 @@ int Log_Impl_T<IO, LOCK, CFG>::write(const void* data, int len) {
       result = io_->write(data, len);
     }
   }
-  unlock();
   return result;
 }
 
@@ -46,9 +45,8 @@ int Log_Impl_T<IO, LOCK, CFG>::encrypt(void* data, int len) {
 
 template <class IO, class LOCK, class CFG>
 void Log_Impl_T<IO, LOCK, CFG>::flush() {
-  lock(-1);
+  Log_Lock_Guard guard(mutex_);
   if (io_ != nullptr && io_->handle() != nullptr) io_->flush();
-  unlock();
 }
 
 template <class IO, class LOCK, class CFG>

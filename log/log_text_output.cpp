@@ -8,7 +8,7 @@
 
 namespace KAVRI_LOG {
 
-const wchar_t* widen_text(const char* text, wchar_t (&out)[kWideTextChars]) {
+const wchar_t* widen_text(const char* text, wchar_t* out) {
   out[0] = L'\0';
   if (text == nullptr) return out;
   const size_t len = strlen(text);
@@ -21,12 +21,12 @@ const wchar_t* widen_text(const char* text, wchar_t (&out)[kWideTextChars]) {
   return out;
 }
 
-Narrow_Text::Narrow_Text(const wchar_t* text) : fixed_{}, text_(fixed_) {
+Narrow_Text::Narrow_Text(const wchar_t* text) : fixed_(Scratch_Kind::narrow_text), text_("") {
   if (text == nullptr) return;
   const size_t wlen = wcslen(text);
   // Four bytes per character plus four; capped so the sum cannot wrap.
   const size_t need = wlen < (SIZE_MAX / 4 - 2) ? wlen * 4 + 4 : SIZE_MAX / 4;
-  char* out = fixed_;
+  char* out = fixed_.chars();
   size_t limit = kFixedBytes;
   if (need > kFixedBytes - 1) {
     heap_.reset(new (std::nothrow) char[need + 1]);
@@ -34,8 +34,9 @@ Narrow_Text::Narrow_Text(const wchar_t* text) : fixed_{}, text_(fixed_) {
       out = heap_.get();
       limit = need;
     }
-    // Without memory the text is cut to what fits the object's own buffer.
+    // Without memory the text is cut to what fits the scratch buffer.
   }
+  if (out == nullptr) return;  // no memory at all: the empty text
   size_t n = wcstombs(out, text, limit);
   if (n == static_cast<size_t>(-1)) {
     for (n = 0; n < limit && text[n] != L'\0'; ++n) out[n] = static_cast<char>(text[n]);

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <memory>
 
+#include "log/log_scratch.h"
+
 namespace KAVRI_LOG {
 
 // Capacity of a widened text, terminating zero included.
@@ -15,13 +17,15 @@ constexpr size_t kWideTextChars = 20480;
 // Converts `text` with mbstowcs into `out` and returns `out`.  When mbstowcs
 // fails, each byte is widened with sign extension instead.  A text whose
 // length plus 1 exceeds 20479 gives the empty text: wide log files drop such
-// long texts on purpose.  Never writes past `out`.
-const wchar_t* widen_text(const char* text, wchar_t (&out)[kWideTextChars]);
+// long texts on purpose.  `out` holds kWideTextChars characters and is
+// never written past.
+const wchar_t* widen_text(const char* text, wchar_t* out);
 
-// A wide text converted with wcstombs.  Up to 20480 bytes live inside the
-// object; longer results (four bytes per character plus four) go to the
-// heap.  When wcstombs fails, each character is narrowed to its low 8 bits.
-// Always zero-terminated, never written past its buffer.
+// A wide text converted with wcstombs.  Up to 20480 bytes go to the
+// thread's narrow scratch buffer (Log_Scratch), longer results (four bytes
+// per character plus four) to the heap.  When wcstombs fails, each
+// character is narrowed to its low 8 bits.  Always zero-terminated, never
+// written past its buffer; without any memory the text is empty.
 class Narrow_Text {
  public:
   static constexpr size_t kFixedBytes = 20480;
@@ -33,7 +37,7 @@ class Narrow_Text {
   const char* c_str() const { return text_; }
 
  private:
-  char fixed_[kFixedBytes + 1];
+  Log_Scratch fixed_;  // kFixedBytes + 1 bytes
   std::unique_ptr<char[]> heap_;
   const char* text_;
 };

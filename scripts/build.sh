@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
-# Configures and builds one configuration: i386 (the 32-bit product target),
-# x86_64, or asan (x86_64 under AddressSanitizer + UndefinedBehaviorSanitizer),
-# into build/<name>/.  Both product targets build the speech engine and
-# tavn-say.  BUILD_DIR overrides the folder; BUILD_TARGET builds one target.
-# Building runs no program of the configuration, so the i386 build needs no
-# emulation; running it does (scripts/i386-run.sh).
+# Configures and builds one configuration into build/<name>/: i386 (the
+# 32-bit product target), x86_64, asan (x86_64 under AddressSanitizer +
+# UndefinedBehaviorSanitizer) or tsan (x86_64 under ThreadSanitizer).  Every
+# configuration builds the speech engine and tavn-say.  BUILD_DIR overrides
+# the folder; BUILD_TARGET builds one target only.  Building runs no program
+# of the configuration, so the i386 build needs no emulation; running it
+# does (scripts/i386-run.sh).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-name=${1:?usage: scripts/build.sh i386|x86_64|asan [cmake options...]}
+name=${1:?usage: scripts/build.sh i386|x86_64|asan|tsan [cmake options...]}
 shift
 dir=${BUILD_DIR:-build/$name}
 args=(-G Ninja -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVN_ESPEAK_ENGINE=ON)
@@ -18,6 +19,7 @@ case "$name" in
     args+=(-DCMAKE_TOOLCHAIN_FILE=cmake/i386.cmake "-DTAVN_I386_SYSROOT=$TAVN_I386_SYSROOT") ;;
   x86_64) ;;
   asan)   args+=(-DTAVN_SANITIZE=ON -DTAVN_BENCH=OFF) ;;
+  tsan)   args+=(-DTAVN_TSAN=ON -DTAVN_BENCH=OFF) ;;
   *) echo "unknown configuration: $name" >&2; exit 2 ;;
 esac
 cmake "${args[@]}" "$@" >/dev/null

@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # The test command: installs what is missing, then builds and tests the
-# i386 product target, native x86_64 and x86_64 under ASan + UBSan.
-# The i386 programs run natively where the kernel allows it and under
-# user-mode emulation where it does not (TAVN_I386_EMULATE=1 forces
-# emulation; see scripts/i386-run.sh).  Exits non-zero on any failure.
+# i386 product target, native x86_64 and x86_64 under ASan + UBSan, checks
+# that both targets' tavn-say speak alike, and runs the concurrency tests
+# under ThreadSanitizer.  The i386 programs run natively where the kernel
+# allows it and under user-mode emulation where it does not
+# (TAVN_I386_EMULATE=1 forces emulation; see scripts/i386-run.sh).
+# Exits non-zero on any failure.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -24,4 +26,13 @@ for config in i386 x86_64 asan; do
 done
 echo "=== i386 and x86_64 tavn-say agree"
 (. scripts/i386-env.sh; tests/engine/check_targets_agree.sh build/i386/tools/tavn-say build/x86_64/tools/tavn-say)
+# Requests, records and rotation from many threads at once, under
+# ThreadSanitizer (x86_64): the tests labelled "concurrency".
+echo "=== tsan: build"
+scripts/build.sh tsan
+echo "=== tsan: concurrency tests"
+t=$SECONDS
+TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+  ctest --test-dir build/tsan -L concurrency --output-on-failure -j2
+echo "=== tsan: tests took $((SECONDS - t)) s"
 echo "All configurations passed in $((SECONDS - start)) s."

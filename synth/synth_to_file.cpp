@@ -86,8 +86,14 @@ uint32_t TTSSynth2File(uint32_t handle, TTSSynthRecord* record, const char* path
     LOG_ERROR("TTSSynth2File() cannot open %s output file.", path);
     return ERR_OPEN_FILE;
   }
-  // On the synch failures below the stream is left open on purpose.
-  if (want_synch && synch_head(rec) != 0) return ERR_SYNCH_BUFFER;
+  // On the synch failures below the file is left unpatched, holding every
+  // byte written so far, but the stream is flushed and closed at once: a
+  // stream kept open would cost a descriptor per failure and, flushed at
+  // exit, overwrite whatever file has this name by then.
+  if (want_synch && synch_head(rec) != 0) {
+    std::fclose(f);
+    return ERR_SYNCH_BUFFER;
+  }
 
   uint32_t r = TTSSynthText(handle, record);
   if (r != 0) {
@@ -111,10 +117,16 @@ uint32_t TTSSynth2File(uint32_t handle, TTSSynthRecord* record, const char* path
       return f_result;
     }
     if (sentences) {
-      if (uint32_t s = sentences->step(*record)) return s;
+      if (uint32_t s = sentences->step(*record)) {
+        std::fclose(f);
+        return s;
+      }
     }
   }
-  if (want_synch && synch_tail(rec) != 0) return ERR_SYNCH_BUFFER;
+  if (want_synch && synch_tail(rec) != 0) {
+    std::fclose(f);
+    return ERR_SYNCH_BUFFER;
+  }
   if (record->audio_length != 0) out.write_piece(*record);
   out.patch_header();
   std::fclose(f);

@@ -16,8 +16,8 @@
 //
 // Returns 0; ERR_OPEN_FILE (no file); the engine's result of TTSSynthText or
 // TTSFetchNext (file closed, unpatched); ERR_SYNCH_BUFFER or ERR_NO_MEMORY
-// (returned at once: the stream is deliberately left open and unpatched,
-// its bytes reach the file when the process ends); ERR_OUTPUT_TOO_SHORT
+// (returned at once: the file is flushed and closed unpatched, holding
+// every byte written so far; no descriptor is kept); ERR_OUTPUT_TOO_SHORT
 // when under 200 audio bytes were written and no synch text was asked for
 // (file closed and patched).  The file stays on disk on every path after
 // it was opened.  Reentrant.

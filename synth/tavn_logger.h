@@ -21,8 +21,10 @@ using TavnLogSingleton = Log_Singleton<TavnLogIO, Log_Win32_Process_Mutex, TavnL
 // then retries on the next request.
 void tavn_logger_open();
 
-// Closes the logger and drops the start-up's reference, deleting the
-// logger with the last one.
+// Stops new records, waits for records in flight on other threads, then
+// closes the logger and drops the start-up's reference, deleting the logger
+// with the last one (Log_Singleton::release).  Records that come later are
+// skipped.
 void tavn_logger_release();
 
 #endif  // TAVN_SYNTH_TAVN_LOGGER_H_

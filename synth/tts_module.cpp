@@ -15,7 +15,9 @@ uint32_t init_result = 0;  // written once, under start_mutex, before `started`
 void (*logger_opener)() = tavn_logger_open;
 
 // Exit hook: the logger is closed first, so nothing of the engine's shutdown
-// is logged.  atexit() from a shared object runs at dlclose() too.
+// is logged.  atexit() from a shared object runs at dlclose() too.  Requests
+// may still run on other threads: their records are either finished before
+// the logger closes or skipped (tavn_logger_release).
 void shutdown() {
   tavn_logger_release();
   TTSUninitialize();

@@ -62,8 +62,8 @@ struct Record {
   int initialize = 0, uninitialize = 0, connect = 0, set_param = 0, get_param = 0;
   int synth_text = 0, fetch_next = 0, disconnect = 0;
   std::vector<uint8_t> connect_bytes;        // the last connect record, byte for byte
-  std::vector<SetParamCall> set_params;
-  std::vector<GetParamCall> get_params;
+  std::vector<SetParamCall> set_params;     // the first 64 calls
+  std::vector<GetParamCall> get_params;     // the first 64 calls
   std::string text;                          // the last text, text_length bytes
   uint32_t text_length = 0;
   int text_terminator = -1;                  // the byte at text[text_length]

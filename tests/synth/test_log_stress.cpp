@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
 #include <cstring>
 #include <regex>
 #include <sstream>
@@ -22,30 +23,33 @@ namespace {
 constexpr int kThreads = 8;
 constexpr int kRequests = 150;
 
-// Runs kThreads x kRequests TalvernSynth calls in a child process, so the
-// log is complete (tail block included) when it is read; returns the
-// child's exit status: 0 when every request returned 0.
-int run_requests();
-
-int requests_in_threads() {
+// Runs kThreads x kRequests TalvernSynth (or TalvernSynthW) calls in a
+// child process, so the log is complete (tail block included) when it is
+// read; returns the child's exit status: 0 when every request returned 0.
+int requests_in_threads(bool wide) {
   std::atomic<int> failures{0};
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t)
-    threads.emplace_back([&failures, t] {
+    threads.emplace_back([&failures, t, wide] {
       for (int i = 0; i < kRequests; ++i) {
         std::string text = "request-" + std::to_string(t) + "-" + std::to_string(i);
         std::string out = "out-" + std::to_string(t) + ".wav";
-        if (TalvernSynth(text.c_str(), false, out.c_str(), nullptr, nullptr, nullptr) != 0)
-          ++failures;
+        uint32_t r = 0;
+        if (wide)
+          r = TalvernSynthW(std::wstring(text.begin(), text.end()).c_str(), false,
+                            std::wstring(out.begin(), out.end()).c_str(), L"", L"", L"");
+        else
+          r = TalvernSynth(text.c_str(), false, out.c_str(), nullptr, nullptr, nullptr);
+        if (r != 0) ++failures;
       }
     });
   for (std::thread& th : threads) th.join();
   return failures.load();
 }
 
-int run_requests() {
+int run_requests(bool wide = false) {
   pid_t pid = fork();
-  if (pid == 0) exit(requests_in_threads() == 0 ? 0 : 1);
+  if (pid == 0) exit(requests_in_threads(wide) == 0 ? 0 : 1);
   int status = 0;
   waitpid(pid, &status, 0);
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
@@ -86,21 +90,28 @@ class LogStress : public ::testing::Test {
   TempDir dir_;
 };
 
+// Narrow and wide entries alike (the wide one converts under a process-wide
+// locale switch on every thread).
 TEST_F(LogStress, EveryRecordOnceAndWhole) {
-  write_text("tavn.cfg", "[logger]\nlevel = all\nmaxsize = 100000000\n");
-  ASSERT_EQ(run_requests(), 0);
-  std::string log = slurp("tavn.log");
-  EXPECT_EQ(first_torn_line(log), "");
-  EXPECT_EQ(count(log, "TalvernSynth | leave."), static_cast<size_t>(kThreads * kRequests));
-  for (int t = 0; t < kThreads; ++t)
-    for (int i = 0; i < kRequests; ++i) {
-      std::string rec = "TalvernSynth(request-" + std::to_string(t) + "-" + std::to_string(i) +
-                        ",text,out-" + std::to_string(t) + ".wav,(null),(null),(null)) complete "
-                        "successfully!\n";
-      size_t first = log.find(rec);
-      ASSERT_NE(first, std::string::npos) << rec;
-      ASSERT_EQ(log.find(rec, first + 1), std::string::npos) << rec;
-    }
+  for (bool wide : {false, true}) {
+    write_text("tavn.cfg", "[logger]\nlevel = all\nmaxsize = 100000000\n");
+    ASSERT_EQ(run_requests(wide), 0);
+    std::string log = slurp("tavn.log");
+    EXPECT_EQ(first_torn_line(log), "");
+    EXPECT_EQ(count(log, wide ? "TalvernSynthW | leave." : "TalvernSynth | leave."),
+              static_cast<size_t>(kThreads * kRequests));
+    const std::string conn = wide ? ",,,)" : ",(null),(null),(null))";
+    for (int t = 0; t < kThreads; ++t)
+      for (int i = 0; i < kRequests; ++i) {
+        std::string rec = "TalvernSynth(request-" + std::to_string(t) + "-" + std::to_string(i) +
+                          ",text,out-" + std::to_string(t) + ".wav" + conn +
+                          " complete successfully!\n";
+        size_t first = log.find(rec);
+        ASSERT_NE(first, std::string::npos) << rec;
+        ASSERT_EQ(log.find(rec, first + 1), std::string::npos) << rec;
+      }
+    std::remove("tavn.log");
+  }
 }
 
 TEST_F(LogStress, RotationUnderLoad) {

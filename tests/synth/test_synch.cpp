@@ -1,6 +1,9 @@
 // The synch text: write_synch, and the head, sentence records and tail that
 // a request with a synch record produces.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <regex>
 #include <string>
@@ -145,6 +148,57 @@ TEST_F(Synch, CapacityTooSmallEmptiesTheText) {
     EXPECT_EQ(scripted::record().synth_text, c.synth_calls);
     EXPECT_EQ(scripted::record().open_handles, 0);
   }
+}
+
+// Runs `work` in a child process and returns its exit status (a signal
+// shows as 128 + its number).
+template <class F>
+int in_child(F work) {
+  pid_t pid = fork();
+  if (pid == 0) _exit(work());
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// A synch failure closes the output stream at once: no descriptor is kept
+// per failure, and nothing reaches the file later, when another request
+// has written it anew (the stale stream used to be flushed over it at exit).
+TEST_F(Synch, FailureKeepsNoStreamOpen) {
+  const std::vector<Piece> script = {sentence(320, 0, 2), sentence(10, 3, 5, 0)};
+  ASSERT_EQ(run("A. B.", script, 4000, "u"), 0u);
+  const int full = static_cast<int>(text().size());
+  const int head_length = static_cast<int>(head("u", out()).size());
+  // 400 failures (head, record and tail in turn) under a limit of 128
+  // descriptors, then a request that succeeds.
+  EXPECT_EQ(in_child([&] {
+              const struct rlimit limit = {128, 128};
+              if (setrlimit(RLIMIT_NOFILE, &limit) != 0) return 2;
+              const int capacities[] = {head_length - 1, head_length, full - 1};
+              for (int i = 0; i < 400; ++i)
+                if (run("A. B.", script, capacities[i % 3], "u") != ERR_SYNCH_BUFFER) return 3;
+              return run("A. B.", script, 4000, "u") == 0 ? 0 : 4;
+            }),
+            0);
+  // A failure after the sound was written, then a good request for the
+  // same file, and the process ends: the good file is what stays.
+  ASSERT_EQ(in_child([&] {
+              if (run("A. B.", script, full - 1, "u") != ERR_SYNCH_BUFFER) return 3;
+              // Unpatched, every byte written so far there (the last piece comes after
+              // the tail).
+              std::vector<uint8_t> failed = read_bytes(out());
+              if (failed.size() != 44 + 320 || le32(failed, 40) != 0) return 4;
+              scripted::set_script({make_piece(1, 44, 0), sentence(5000, 0, 2, 0)});
+              char buf[4000];
+              char* p = buf;
+              return TavnSynthSyn("A.", false, out().c_str(), nullptr, nullptr, nullptr, "u", &p,
+                                  3999) == 0 ? 0 : 5;
+            }),
+            0);
+  std::vector<uint8_t> f = read_bytes(out());
+  ASSERT_EQ(f.size(), 44u + 5000u);
+  EXPECT_EQ(le32(f, 4), f.size() - 8);
+  EXPECT_EQ(le32(f, 40), 5000u);
 }
 
 TEST_F(Synch, LongMediaUrlGivesTheWholeHead) {
