@@ -108,6 +108,8 @@ std::string parse_say_options(int argc, const char* const* argv, SayOptions* out
     std::string v;
     if (arg == "-h" || arg == "--help") {
       out->help = true;
+    } else if (arg == "--voices") {
+      out->list_voices = true;
     } else if (arg == "--synch") {
       out->synch = true;
       if (has_inline) {
@@ -143,7 +145,7 @@ std::string parse_say_options(int argc, const char* const* argv, SayOptions* out
       return "unknown option " + arg + " (see --help)";
     }
   }
-  if (out->help) return "";
+  if (out->help || out->list_voices) return "";
 
   if (out->is_file && !words.empty()) return "give either -f FILE or TEXT, not both";
   if (!out->is_file) {

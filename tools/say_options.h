@@ -12,6 +12,7 @@ constexpr size_t kMaxParams = 127, kMaxConn1 = 31, kMaxConn2 = 47;
 
 struct SayOptions {
   bool help = false;
+  bool list_voices = false;  // --voices: list the installed voices and stop
   std::string text;          // the words joined by blanks, or the -f file name
   bool is_file = false;
   std::string out = "tavn-say.wav";

@@ -4,10 +4,13 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
+#include "engines/espeak/voice_list.h"
 #include "synth/audio_format.h"
+#include "synth/kavritts.h"
 #include "synth/tavn.h"
 #include "tools/result_names.h"
 #include "tools/say_options.h"
@@ -28,7 +31,9 @@ void print_help() {
       "  -o, --out FILE      audio file to write (default tavn-say.wav)\n"
       "  -f, --file FILE     speak the contents of FILE\n"
       "      --format F      audio format: a number or a name from the table below\n"
-      "      --voice NAME    espeak-ng voice, e.g. en, en-us, en+f3, de, cmn (default en)\n"
+      "      --voice NAME    voice: espeak-ng's, e.g. en, en-us, en+f3, de, cmn (default en),\n"
+      "                      or flite's: flite:slt, flite:awb, flite:rms, flite:kal16, flite:kal\n"
+      "      --voices        list every installed voice: name, language, sample rate\n"
       "      --rate N        words per minute, 80 to 450 (default 175)\n"
       "      --pitch N       base pitch, 0 to 100 (default 50)\n"
       "      --volume N      volume, 0 to 200 (default 100)\n"
@@ -44,7 +49,7 @@ void print_help() {
       "Options take their value as '--opt VALUE' or '--opt=VALUE'; '--' ends them.\n"
       "\n"
       "Audio formats (0 is the engine's default, 4; 1-16 carry a WAVE header, 17-22 are\n"
-      "raw ADPCM without header; 23-30 are refused by the engine; 101-104 make libtavn\n"
+      "raw ADPCM without header; 23-26 are AMR files, 27-30 MP3 files; 101-104 make libtavn\n"
       "convert to 8 kHz 16-bit and then remove the file, as its converter is a stub):\n");
   for (uint32_t i = 0; i < kAudioFormatCount; ++i) {
     const AudioFormat& f = audio_format_table[i];
@@ -66,6 +71,30 @@ size_t text_bytes(const SayOptions& o) {
   return size < kMaxTextBytes ? static_cast<size_t>(size) : kMaxTextBytes;
 }
 
+// --voices: the engine's list, as a table.
+int print_voices() {
+  uint32_t r = TTSInitialize();
+  uint32_t needed = 0;
+  if (r == 0) r = TTSListVoices(nullptr, 0, &needed);
+  std::vector<char> list(needed);
+  if (needed > 0) r = TTSListVoices(list.data(), needed, &needed);
+  if (r != 0) {
+    std::fprintf(stderr, "tavn-say: failed: %s\n", describe_result(r).c_str());
+    return kExitFailed;
+  }
+  std::printf("%-24s %-16s %s\n", "NAME", "LANGUAGE", "RATE");
+  char name[128], language[128];
+  unsigned rate = 0;
+  for (const char* line = list.data(); *line != '\0';) {
+    if (std::sscanf(line, "%127[^\t]\t%127[^\t]\t%u", name, language, &rate) == 3)
+      std::printf("%-24s %-16s %u\n", name, language, rate);
+    const char* end = std::strchr(line, '\n');
+    if (end == nullptr) break;
+    line = end + 1;
+  }
+  return 0;
+}
+
 int report(uint32_t code) {
   std::fprintf(stderr, "tavn-say: failed: %s\n", describe_result(code).c_str());
   return kExitFailed;
@@ -84,6 +113,7 @@ int main(int argc, char** argv) {
     print_help();
     return 0;
   }
+  if (o.list_voices) return print_voices();
   const std::string params = build_params(o);
 
   if (!o.synch) {

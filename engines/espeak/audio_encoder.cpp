@@ -72,6 +72,10 @@ uint32_t AudioEncoder::start(const OutputFormat& fmt, uint32_t input_rate) {
     // already resampled to 6000 Hz.
     oki_ = oki_adpcm_init(nullptr, 32000);
     if (oki_ == nullptr) return ENGINE_ERR_CODEC;
+  } else if (fmt.codec == Codec::kMp3) {
+    if (uint32_t r = mp3_.start(fmt.sample_rate, fmt.kbps)) return r;
+  } else if (fmt.codec == Codec::kAmrNb || fmt.codec == Codec::kAmrWb) {
+    if (uint32_t r = amr_.start(fmt.codec == Codec::kAmrWb)) return r;
   }
   fmt_ = fmt;
   started_ = true;
@@ -160,12 +164,30 @@ uint32_t AudioEncoder::encode(const int16_t* samples, size_t count, std::vector<
         }
         break;
       }
+      case Codec::kMp3:
+        return mp3_.encode(in, n, out);
+      case Codec::kAmrNb:
+      case Codec::kAmrWb:
+        return amr_.encode(in, n, out);
     }
   } catch (const std::bad_alloc&) {
     out->resize(old_size);
     return ENGINE_ERR_NO_MEMORY;
   }
   return 0;
+}
+
+uint32_t AudioEncoder::finish(std::vector<uint8_t>* out) {
+  if (!started_) return ENGINE_ERR_CODEC;
+  switch (fmt_.codec) {
+    case Codec::kMp3:
+      return mp3_.finish(out);
+    case Codec::kAmrNb:
+    case Codec::kAmrWb:
+      return amr_.finish(out);
+    default:
+      return 0;
+  }
 }
 
 }  // namespace espeak_engine

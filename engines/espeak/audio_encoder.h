@@ -1,5 +1,6 @@
 // Turns the synthesizer's samples into one audio data format: resampling
-// (libsoxr) and encoding (libspandsp for G.711, G.726 and OKI ADPCM).
+// (libsoxr) and encoding (libspandsp for G.711, G.726 and OKI ADPCM;
+// Mp3Encoder and AmrEncoder for rows 23 to 30).
 //
 // One encoder belongs to one connection and is used by one thread at a time.
 // The ADPCM state runs on from sentence to sentence of a request, so the
@@ -11,6 +12,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "engines/espeak/amr_encoder.h"
+#include "engines/espeak/mp3_encoder.h"
 #include "engines/espeak/output_format.h"
 
 struct soxr;
@@ -38,6 +41,11 @@ class AudioEncoder {
   // Returns 0, ENGINE_ERR_CODEC, or ENGINE_ERR_NO_MEMORY (out unchanged).
   uint32_t encode(const int16_t* samples, size_t count, std::vector<uint8_t>* out);
 
+  // Ends the stream: appends what the MP3 and AMR coders still hold (the
+  // other formats hold nothing).  Returns 0, ENGINE_ERR_CODEC or
+  // ENGINE_ERR_NO_MEMORY.
+  uint32_t finish(std::vector<uint8_t>* out);
+
  private:
   void release_codec();
   uint32_t resample(const int16_t* samples, size_t count);
@@ -49,6 +57,8 @@ class AudioEncoder {
   uint32_t resampler_rate_ = 0;
   g726_state_s* g726_ = nullptr;
   oki_adpcm_state_s* oki_ = nullptr;
+  Mp3Encoder mp3_;
+  AmrEncoder amr_;
   std::vector<int16_t> resampled_;  // one sentence at the format's rate
 };
 

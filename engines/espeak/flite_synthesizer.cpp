@@ -1,0 +1,196 @@
+#include "engines/espeak/flite_synthesizer.h"
+
+#include <flite/flite.h>
+
+#include <cmath>
+#include <mutex>
+#include <new>
+#include <shared_mutex>
+
+#include "engines/espeak/engine_codes.h"
+#include "engines/espeak/synthesizer.h"
+
+extern "C" {
+cst_voice* register_cmu_us_slt(const char* voxdir);
+cst_voice* register_cmu_us_awb(const char* voxdir);
+cst_voice* register_cmu_us_rms(const char* voxdir);
+cst_voice* register_cmu_us_kal16(const char* voxdir);
+cst_voice* register_cmu_us_kal(const char* voxdir);
+void unregister_cmu_us_slt(cst_voice* v);
+void unregister_cmu_us_awb(cst_voice* v);
+void unregister_cmu_us_rms(cst_voice* v);
+void unregister_cmu_us_kal16(cst_voice* v);
+void unregister_cmu_us_kal(cst_voice* v);
+}
+
+namespace espeak_engine {
+namespace {
+
+// Clustergen voices take a pitch change as "f0_shift"; the diphone voices
+// (kal, kal16) only read a target mean F0.
+enum class Kind { kClustergen, kDiphone };
+
+struct VoiceEntry {
+  FliteVoiceInfo info;
+  Kind kind;
+  cst_voice* (*register_fn)(const char*);
+  void (*unregister_fn)(cst_voice*);
+};
+
+const VoiceEntry kVoices[] = {
+    {{"flite:slt", "en-us", 16000, "female, US English (clustergen)"}, Kind::kClustergen,
+     register_cmu_us_slt, unregister_cmu_us_slt},
+    {{"flite:awb", "en-gb-scotland", 16000, "male, Scottish English (clustergen)"}, Kind::kClustergen,
+     register_cmu_us_awb, unregister_cmu_us_awb},
+    {{"flite:rms", "en-us", 16000, "male, US English (clustergen)"}, Kind::kClustergen,
+     register_cmu_us_rms, unregister_cmu_us_rms},
+    {{"flite:kal16", "en-us", 16000, "male, US English (diphone)"}, Kind::kDiphone,
+     register_cmu_us_kal16, unregister_cmu_us_kal16},
+    {{"flite:kal", "en-us", 8000, "male, US English (diphone, telephone rate)"}, Kind::kDiphone,
+     register_cmu_us_kal, unregister_cmu_us_kal},
+};
+constexpr size_t kVoiceCount = sizeof kVoices / sizeof kVoices[0];
+
+struct State {
+  std::shared_mutex mu;  // shared: speaking; exclusive: (un)registering
+  bool flite_started = false;
+  cst_voice* voices[kVoiceCount] = {};
+};
+
+// Never destroyed: the engine may be stopped from an exit handler.
+State& state() {
+  static State* s = new State;
+  return *s;
+}
+
+const VoiceEntry* find_voice(std::string_view name, size_t* index) {
+  for (size_t i = 0; i < kVoiceCount; ++i) {
+    if (name == kVoices[i].info.name) {
+      *index = i;
+      return &kVoices[i];
+    }
+  }
+  return nullptr;
+}
+
+// The registered voice at `index`, registering it first if needed.  Returns
+// with `shared` holding the lock in shared mode.
+cst_voice* voice_at(State& s, size_t index, std::shared_lock<std::shared_mutex>* shared) {
+  *shared = std::shared_lock<std::shared_mutex>(s.mu);
+  if (s.voices[index] != nullptr) return s.voices[index];
+  shared->unlock();
+  {
+    std::unique_lock<std::shared_mutex> exclusive(s.mu);
+    if (!s.flite_started) {
+      flite_init();
+      s.flite_started = true;
+    }
+    if (s.voices[index] == nullptr) s.voices[index] = kVoices[index].register_fn(nullptr);
+  }
+  shared->lock();
+  return s.voices[index];
+}
+
+// pitch 0..100 around 50 as a factor on F0: half an octave down or up at the ends.
+float pitch_factor(int pitch) { return std::pow(2.0f, static_cast<float>(pitch - 50) / 100.0f); }
+
+}  // namespace
+
+const FliteVoiceInfo* flite_voices(size_t* count) {
+  static const FliteVoiceInfo infos[kVoiceCount] = {kVoices[0].info, kVoices[1].info, kVoices[2].info,
+                                                     kVoices[3].info, kVoices[4].info};
+  *count = kVoiceCount;
+  return infos;
+}
+
+bool is_flite_voice(std::string_view voice) { return voice.substr(0, kFlitePrefix.size()) == kFlitePrefix; }
+
+uint32_t flite_sample_rate(std::string_view voice) {
+  size_t index = 0;
+  const VoiceEntry* v = find_voice(voice, &index);
+  return v == nullptr ? 0 : v->info.sample_rate;
+}
+
+uint32_t flite_check_voice(std::string_view voice) {
+  size_t index = 0;
+  if (find_voice(voice, &index) == nullptr) return ENGINE_ERR_UNKNOWN_VOICE;
+  std::shared_lock<std::shared_mutex> lock;
+  return voice_at(state(), index, &lock) == nullptr ? ENGINE_ERR_UNKNOWN_VOICE : 0;
+}
+
+uint32_t flite_sentence(const EngineSettings& settings, std::string_view text,
+                        std::vector<int16_t>* out) {
+  size_t index = 0;
+  const VoiceEntry* entry = find_voice(settings.voice, &index);
+  if (entry == nullptr) return ENGINE_ERR_UNKNOWN_VOICE;
+  // Zero bytes inside become blanks so the rest of the sentence is not lost.
+  std::string copy;
+  try {
+    copy.assign(text.data(), text.size());
+    out->clear();
+  } catch (const std::bad_alloc&) {
+    return ENGINE_ERR_NO_MEMORY;
+  }
+  for (char& c : copy) {
+    if (c == '\0') c = ' ';
+  }
+
+  State& s = state();
+  std::shared_lock<std::shared_mutex> lock;
+  cst_voice* voice = voice_at(s, index, &lock);
+  if (voice == nullptr) return ENGINE_ERR_UNKNOWN_VOICE;
+
+  // The connection's settings go into this utterance's own features, which
+  // take precedence over the voice's; the shared voice is never written.
+  cst_utterance* u = new_utterance();
+  if (u == nullptr) return ENGINE_ERR_NO_MEMORY;
+  utt_set_input_text(u, copy.c_str());
+  utt_init(u, voice);
+  feat_set_float(u->features, "duration_stretch", static_cast<float>(kDefaultRate) / settings.rate);
+  if (settings.pitch != kDefaultPitch) {
+    const float factor = pitch_factor(settings.pitch);
+    if (entry->kind == Kind::kClustergen) {
+      feat_set_float(u->features, "f0_shift", factor);
+    } else {
+      const float mean = get_param_float(voice->features, "int_f0_target_mean", 100.0f);
+      feat_set_float(u->features, "int_f0_target_mean", mean * factor);
+    }
+  }
+  uint32_t result = 0;
+  if (utt_synth(u) == nullptr) {
+    result = ENGINE_ERR_SYNTH_FAILED;
+  } else {
+    const cst_wave* w = utt_wave(u);
+    const size_t n = (w == nullptr || w->num_samples < 0) ? 0 : static_cast<size_t>(w->num_samples);
+    if (n > kMaxSentenceSeconds * entry->info.sample_rate) {
+      result = ENGINE_ERR_SYNTH_FAILED;
+    } else if (n > 0) {
+      try {
+        out->assign(w->samples, w->samples + n);
+      } catch (const std::bad_alloc&) {
+        result = ENGINE_ERR_NO_MEMORY;
+      }
+    }
+  }
+  delete_utterance(u);
+  lock.unlock();
+
+  if (result == 0 && settings.volume != kDefaultVolume) {
+    for (int16_t& v : *out) {
+      const int32_t scaled = v * settings.volume / kDefaultVolume;
+      v = static_cast<int16_t>(scaled > 32767 ? 32767 : scaled < -32768 ? -32768 : scaled);
+    }
+  }
+  return result;
+}
+
+void flite_terminate() {
+  State& s = state();
+  std::unique_lock<std::shared_mutex> lock(s.mu);
+  for (size_t i = 0; i < kVoiceCount; ++i) {
+    if (s.voices[i] != nullptr) kVoices[i].unregister_fn(s.voices[i]);
+    s.voices[i] = nullptr;
+  }
+}
+
+}  // namespace espeak_engine
