@@ -9,6 +9,9 @@ packages=(
   libespeak-ng-dev espeak-ng espeak-ng-data       # the speech engine and its reference
   libsoxr-dev libspandsp-dev sox                  # resampling, telephony codecs, audio checks
   libspdlog-dev                                   # logger benchmark baseline
+  # flite voices, MP3 and AMR coding for the engine; flite and ffmpeg
+  # (ffprobe) are the references and decoders of its tests
+  flite1-dev flite libmp3lame-dev libopencore-amrnb-dev libvo-amrwbenc-dev ffmpeg
   clang libclang-rt-14-dev                        # fuzz targets
   pkg-config file binutils
 )

@@ -146,11 +146,16 @@ uint32_t flite_sentence(const EngineSettings& settings, std::string_view text,
   if (u == nullptr) return ENGINE_ERR_NO_MEMORY;
   utt_set_input_text(u, copy.c_str());
   utt_init(u, voice);
-  feat_set_float(u->features, "duration_stretch", static_cast<float>(kDefaultRate) / settings.rate);
+  // Both scale what the voice itself sets (kal speaks with a stretch of its own).
+  if (settings.rate != kDefaultRate) {
+    const float stretch = get_param_float(voice->features, "duration_stretch", 1.0f);
+    feat_set_float(u->features, "duration_stretch", stretch * kDefaultRate / settings.rate);
+  }
   if (settings.pitch != kDefaultPitch) {
     const float factor = pitch_factor(settings.pitch);
     if (entry->kind == Kind::kClustergen) {
-      feat_set_float(u->features, "f0_shift", factor);
+      const float shift = get_param_float(voice->features, "f0_shift", 1.0f);
+      feat_set_float(u->features, "f0_shift", shift * factor);
     } else {
       const float mean = get_param_float(voice->features, "int_f0_target_mean", 100.0f);
       feat_set_float(u->features, "int_f0_target_mean", mean * factor);

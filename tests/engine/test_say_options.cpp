@@ -17,7 +17,7 @@ std::string parsed(std::vector<const char*> args) {
   const std::string message = parse_say_options(static_cast<int>(args.size()), args.data(), &o);
   if (!message.empty()) return message;
   return o.text + (o.is_file ? " file" : "") + " -> " + o.out + " [" + build_params(o) + "]" +
-         (o.synch ? " synch:" + o.synch_file : "");
+         (o.synch ? " synch:" + o.synch_file : "") + (o.list_voices ? " voices" : "");
 }
 
 TEST(SayOptions, BuildsTheRequestOrRefuses) {
@@ -30,6 +30,8 @@ TEST(SayOptions, BuildsTheRequestOrRefuses) {
       {{"-o", "a.wav", "--voice=cmn", "--rate", "200", "--pitch=40", "--volume", "90", "x"},
        "x -> a.wav [voice=cmn,rate=200,pitch=40,volume=90]"},
       {{"--format", "ulaw8k1c", "x"}, "x -> tavn-say.wav [5=12]"},
+      {{"--voice", "flite:kal", "--format", "mp38k1c", "x"}, "x -> tavn-say.wav [voice=flite:kal,5=28]"},
+      {{"--voices"}, " -> tavn-say.wav [] voices"},
       {{"--params", "foo=1", "--format=TTS_ADF_VOX8K1C", "x"}, "x -> tavn-say.wav [foo=1,5=22]"},
       {{"-f", "in.txt", "--synch"}, "in.txt file -> tavn-say.wav [] synch:"},
       {{"--synch=s.txt", "--", "-a", "--synch"}, "-a --synch -> tavn-say.wav [] synch:s.txt"},
