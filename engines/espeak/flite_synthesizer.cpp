@@ -1,5 +1,6 @@
 #include "engines/espeak/flite_synthesizer.h"
 
+#include <dlfcn.h>
 #include <flite/flite.h>
 
 #include <cmath>
@@ -9,19 +10,6 @@
 
 #include "engines/espeak/engine_codes.h"
 #include "engines/espeak/synthesizer.h"
-
-extern "C" {
-cst_voice* register_cmu_us_slt(const char* voxdir);
-cst_voice* register_cmu_us_awb(const char* voxdir);
-cst_voice* register_cmu_us_rms(const char* voxdir);
-cst_voice* register_cmu_us_kal16(const char* voxdir);
-cst_voice* register_cmu_us_kal(const char* voxdir);
-void unregister_cmu_us_slt(cst_voice* v);
-void unregister_cmu_us_awb(cst_voice* v);
-void unregister_cmu_us_rms(cst_voice* v);
-void unregister_cmu_us_kal16(cst_voice* v);
-void unregister_cmu_us_kal(cst_voice* v);
-}
 
 namespace espeak_engine {
 namespace {
@@ -33,29 +21,95 @@ enum class Kind { kClustergen, kDiphone };
 struct VoiceEntry {
   FliteVoiceInfo info;
   Kind kind;
-  cst_voice* (*register_fn)(const char*);
-  void (*unregister_fn)(cst_voice*);
+  const char* library;  // soname; it exports register_<id> and unregister_<id>
+  const char* id;
 };
 
 const VoiceEntry kVoices[] = {
     {{"flite:slt", "en-us", 16000, "female, US English (clustergen)"}, Kind::kClustergen,
-     register_cmu_us_slt, unregister_cmu_us_slt},
+     "libflite_cmu_us_slt.so.1", "cmu_us_slt"},
     {{"flite:awb", "en-gb-scotland", 16000, "male, Scottish English (clustergen)"}, Kind::kClustergen,
-     register_cmu_us_awb, unregister_cmu_us_awb},
+     "libflite_cmu_us_awb.so.1", "cmu_us_awb"},
     {{"flite:rms", "en-us", 16000, "male, US English (clustergen)"}, Kind::kClustergen,
-     register_cmu_us_rms, unregister_cmu_us_rms},
+     "libflite_cmu_us_rms.so.1", "cmu_us_rms"},
     {{"flite:kal16", "en-us", 16000, "male, US English (diphone)"}, Kind::kDiphone,
-     register_cmu_us_kal16, unregister_cmu_us_kal16},
+     "libflite_cmu_us_kal16.so.1", "cmu_us_kal16"},
     {{"flite:kal", "en-us", 8000, "male, US English (diphone, telephone rate)"}, Kind::kDiphone,
-     register_cmu_us_kal, unregister_cmu_us_kal},
+     "libflite_cmu_us_kal.so.1", "cmu_us_kal"},
 };
+
+// libflite's functions, looked up when the first voice is loaded.  flite
+// and its voices are loaded only when a flite voice is first used: their
+// data takes some 150,000 relocations (over 6 MiB of memory and 40 million
+// cycles at start-up), which a process speaking with libespeak-ng only
+// should not pay.
+struct FliteApi {
+  int (*init)();
+  cst_utterance* (*new_utterance)();
+  void (*delete_utterance)(cst_utterance*);
+  int (*utt_set_input_text)(cst_utterance*, const char*);
+  cst_utterance* (*utt_init)(cst_utterance*, cst_voice*);
+  cst_utterance* (*utt_synth)(cst_utterance*);
+  cst_wave* (*utt_wave)(cst_utterance*);
+  void (*feat_set_float)(cst_features*, const char*, float);
+  float (*get_param_float)(const cst_features*, const char*, float);
+};
+
+template <typename F>
+bool look_up(void* library, const char* name, F* out) {
+  void* p = dlsym(library, name);
+  if (p == nullptr) return false;
+  *out = reinterpret_cast<F>(p);
+  return true;
+}
+
+bool load_api(FliteApi* api) {
+  void* lib = dlopen("libflite.so.1", RTLD_NOW | RTLD_LOCAL);
+  return lib != nullptr && look_up(lib, "flite_init", &api->init) &&
+         look_up(lib, "new_utterance", &api->new_utterance) &&
+         look_up(lib, "delete_utterance", &api->delete_utterance) &&
+         look_up(lib, "utt_set_input_text", &api->utt_set_input_text) &&
+         look_up(lib, "utt_init", &api->utt_init) && look_up(lib, "utt_synth", &api->utt_synth) &&
+         look_up(lib, "utt_wave", &api->utt_wave) && look_up(lib, "feat_set_float", &api->feat_set_float) &&
+         look_up(lib, "get_param_float", &api->get_param_float);
+}
 constexpr size_t kVoiceCount = sizeof kVoices / sizeof kVoices[0];
 
-struct State {
-  std::shared_mutex mu;  // shared: speaking; exclusive: (un)registering
-  bool flite_started = false;
-  cst_voice* voices[kVoiceCount] = {};
+struct LoadedVoice {
+  cst_voice* (*register_fn)(const char*) = nullptr;
+  void (*unregister_fn)(cst_voice*) = nullptr;
+  cst_voice* voice = nullptr;  // registered
 };
+
+struct State {
+  std::shared_mutex mu;  // shared: speaking; exclusive: loading, (un)registering
+  bool api_loaded = false;
+  FliteApi api = {};
+  LoadedVoice voices[kVoiceCount];
+};
+
+// Loads libflite and the voice's library (kept for the life of the process)
+// and registers the voice.  Caller holds s.mu exclusively.
+void register_voice(State& s, size_t index) {
+  if (!s.api_loaded) {
+    FliteApi api;
+    if (!load_api(&api)) return;
+    api.init();
+    s.api = api;
+    s.api_loaded = true;
+  }
+  LoadedVoice& v = s.voices[index];
+  if (v.register_fn == nullptr) {
+    void* lib = dlopen(kVoices[index].library, RTLD_NOW | RTLD_LOCAL);
+    const std::string id = kVoices[index].id;
+    if (lib == nullptr || !look_up(lib, ("register_" + id).c_str(), &v.register_fn) ||
+        !look_up(lib, ("unregister_" + id).c_str(), &v.unregister_fn)) {
+      v.register_fn = nullptr;
+      return;
+    }
+  }
+  v.voice = v.register_fn(nullptr);
+}
 
 // Never destroyed: the engine may be stopped from an exit handler.
 State& state() {
@@ -77,18 +131,14 @@ const VoiceEntry* find_voice(std::string_view name, size_t* index) {
 // with `shared` holding the lock in shared mode.
 cst_voice* voice_at(State& s, size_t index, std::shared_lock<std::shared_mutex>* shared) {
   *shared = std::shared_lock<std::shared_mutex>(s.mu);
-  if (s.voices[index] != nullptr) return s.voices[index];
+  if (s.voices[index].voice != nullptr) return s.voices[index].voice;
   shared->unlock();
   {
     std::unique_lock<std::shared_mutex> exclusive(s.mu);
-    if (!s.flite_started) {
-      flite_init();
-      s.flite_started = true;
-    }
-    if (s.voices[index] == nullptr) s.voices[index] = kVoices[index].register_fn(nullptr);
+    if (s.voices[index].voice == nullptr) register_voice(s, index);
   }
   shared->lock();
-  return s.voices[index];
+  return s.voices[index].voice;
 }
 
 // pitch 0..100 around 50 as a factor on F0: half an octave down or up at the ends.
@@ -142,30 +192,31 @@ uint32_t flite_sentence(const EngineSettings& settings, std::string_view text,
 
   // The connection's settings go into this utterance's own features, which
   // take precedence over the voice's; the shared voice is never written.
-  cst_utterance* u = new_utterance();
+  const FliteApi& api = s.api;
+  cst_utterance* u = api.new_utterance();
   if (u == nullptr) return ENGINE_ERR_NO_MEMORY;
-  utt_set_input_text(u, copy.c_str());
-  utt_init(u, voice);
+  api.utt_set_input_text(u, copy.c_str());
+  api.utt_init(u, voice);
   // Both scale what the voice itself sets (kal speaks with a stretch of its own).
   if (settings.rate != kDefaultRate) {
-    const float stretch = get_param_float(voice->features, "duration_stretch", 1.0f);
-    feat_set_float(u->features, "duration_stretch", stretch * kDefaultRate / settings.rate);
+    const float stretch = api.get_param_float(voice->features, "duration_stretch", 1.0f);
+    api.feat_set_float(u->features, "duration_stretch", stretch * kDefaultRate / settings.rate);
   }
   if (settings.pitch != kDefaultPitch) {
     const float factor = pitch_factor(settings.pitch);
     if (entry->kind == Kind::kClustergen) {
-      const float shift = get_param_float(voice->features, "f0_shift", 1.0f);
-      feat_set_float(u->features, "f0_shift", shift * factor);
+      const float shift = api.get_param_float(voice->features, "f0_shift", 1.0f);
+      api.feat_set_float(u->features, "f0_shift", shift * factor);
     } else {
-      const float mean = get_param_float(voice->features, "int_f0_target_mean", 100.0f);
-      feat_set_float(u->features, "int_f0_target_mean", mean * factor);
+      const float mean = api.get_param_float(voice->features, "int_f0_target_mean", 100.0f);
+      api.feat_set_float(u->features, "int_f0_target_mean", mean * factor);
     }
   }
   uint32_t result = 0;
-  if (utt_synth(u) == nullptr) {
+  if (api.utt_synth(u) == nullptr) {
     result = ENGINE_ERR_SYNTH_FAILED;
   } else {
-    const cst_wave* w = utt_wave(u);
+    const cst_wave* w = api.utt_wave(u);
     const size_t n = (w == nullptr || w->num_samples < 0) ? 0 : static_cast<size_t>(w->num_samples);
     if (n > kMaxSentenceSeconds * entry->info.sample_rate) {
       result = ENGINE_ERR_SYNTH_FAILED;
@@ -177,7 +228,7 @@ uint32_t flite_sentence(const EngineSettings& settings, std::string_view text,
       }
     }
   }
-  delete_utterance(u);
+  api.delete_utterance(u);
   lock.unlock();
 
   if (result == 0 && settings.volume != kDefaultVolume) {
@@ -192,9 +243,9 @@ uint32_t flite_sentence(const EngineSettings& settings, std::string_view text,
 void flite_terminate() {
   State& s = state();
   std::unique_lock<std::shared_mutex> lock(s.mu);
-  for (size_t i = 0; i < kVoiceCount; ++i) {
-    if (s.voices[i] != nullptr) kVoices[i].unregister_fn(s.voices[i]);
-    s.voices[i] = nullptr;
+  for (LoadedVoice& v : s.voices) {
+    if (v.voice != nullptr) v.unregister_fn(v.voice);
+    v.voice = nullptr;
   }
 }
 
