@@ -97,7 +97,9 @@ double wave_seconds(const std::string& path) {
     return uint32_t(h[at]) | uint32_t(h[at + 1]) << 8 | uint32_t(h[at + 2]) << 16 |
            uint32_t(h[at + 3]) << 24;
   };
-  const uint32_t byte_rate = get32(28);
+  // From the sample rate and block size: flite -f writes a wrong byte rate
+  // for its 8 kHz voice.
+  const uint32_t byte_rate = get32(24) * (uint32_t(h[32]) | uint32_t(h[33]) << 8);
   return byte_rate == 0 ? 0 : double(get32(40)) / byte_rate;
 }
 
