@@ -1,6 +1,8 @@
 // Real-time factor (processing time / audio time) of TalvernSynth through the
-// espeak engine, next to the espeak-ng command writing the same text with the
-// same voice to a WAVE file, for a short and a long text.  Every run is a
+// espeak engine, next to the command a user would run instead writing the
+// same text with the same voice to a WAVE file (espeak-ng -w; for a flite:
+// voice, flite -voice NAME -f), for a short and a long text.  Then requests
+// per second with 1 and with 2 threads speaking at once in one process.  Every run is a
 // process of its own, and each figure is the best of several runs:
 //   cold: one request in a fresh process (start-up and voice loading
 //         included), like one espeak-ng command;
@@ -12,12 +14,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "synth/tavn.h"
 
@@ -92,7 +97,9 @@ double wave_seconds(const std::string& path) {
     return uint32_t(h[at]) | uint32_t(h[at + 1]) << 8 | uint32_t(h[at + 2]) << 16 |
            uint32_t(h[at + 3]) << 24;
   };
-  const uint32_t byte_rate = get32(28);
+  // From the sample rate and block size: flite -f writes a wrong byte rate
+  // for its 8 kHz voice.
+  const uint32_t byte_rate = get32(24) * (uint32_t(h[32]) | uint32_t(h[33]) << 8);
   return byte_rate == 0 ? 0 : double(get32(40)) / byte_rate;
 }
 
@@ -122,6 +129,34 @@ std::string long_text() {
   return text;
 }
 
+// Requests per second of `threads` threads each speaking `text` in a loop
+// for about `seconds` (one warm-up request per thread first).
+// *cores: CPU seconds used per wall second, i.e. how many threads really ran.
+double requests_per_second(int threads, const std::string& text, const std::string& params,
+                           const std::string& dir, double seconds, double* cores) {
+  struct rusage before, after;
+  getrusage(RUSAGE_SELF, &before);
+  std::atomic<long> done{0};
+  std::atomic<bool> failed{false};
+  std::vector<std::thread> pool;
+  const auto t0 = std::chrono::steady_clock::now();
+  for (int t = 0; t < threads; ++t) {
+    pool.emplace_back([&, t] {
+      const std::string wav = dir + "/bench_engine_thread" + std::to_string(t) + ".wav";
+      while (seconds_since(t0) < seconds) {
+        if (TalvernSynth(text.c_str(), false, wav.c_str(), "", "", params.c_str()) != 0) failed = true;
+        ++done;
+      }
+      std::remove(wav.c_str());
+    });
+  }
+  for (std::thread& t : pool) t.join();
+  const double wall = seconds_since(t0);
+  getrusage(RUSAGE_SELF, &after);
+  *cores = (cpu_seconds(after) - cpu_seconds(before)) / wall;
+  return failed ? 0 : done / wall;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -143,14 +178,19 @@ int main(int argc, char** argv) {
   std::printf("voice %s, format %s, best of %d runs; RTF = processing time / audio time\n",
               voice.c_str(), format.empty() ? "default" : format.c_str(), runs);
   std::printf("%-6s %6s %8s | %-14s %9s %9s %9s | %s\n", "text", "bytes", "audio s", "runner",
-              "wall RTF", "cpu RTF", "peak MiB", "RTF ratio (wall, cpu) to espeak-ng -w");
+              "wall RTF", "cpu RTF", "peak MiB", "RTF ratio (wall, cpu) to the command");
   for (const Case& c : cases) {
     std::ofstream(text_file, std::ios::binary) << c.text;
     Run espeak, cold, warm;
     for (int i = 0; i < runs; ++i) {
       keep_best(&espeak, in_child([&] {
-                  execlp("espeak-ng", "espeak-ng", "-v", voice.c_str(), "-w", theirs.c_str(), "-f",
-                         text_file.c_str(), static_cast<char*>(nullptr));
+                  if (voice.rfind("flite:", 0) == 0) {
+                    execlp("flite", "flite", "-voice", voice.c_str() + 6, "-f", text_file.c_str(), "-o",
+                           theirs.c_str(), static_cast<char*>(nullptr));
+                  } else {
+                    execlp("espeak-ng", "espeak-ng", "-v", voice.c_str(), "-w", theirs.c_str(), "-f",
+                           text_file.c_str(), static_cast<char*>(nullptr));
+                  }
                   return 127;
                 }));
       keep_best(&cold, in_child([&] {
@@ -172,12 +212,19 @@ int main(int argc, char** argv) {
       if (compare) std::printf(" %.3f, %.3f", (r.wall / audio) / e_wall, (r.cpu / audio) / e_cpu);
       std::printf("\n");
     };
-    row("espeak-ng -w", espeak, audio_theirs, false);
+    row(voice.rfind("flite:", 0) == 0 ? "flite -f" : "espeak-ng -w", espeak, audio_theirs, false);
     row("tavn cold", cold, audio_ours, true);
     row("tavn warm", warm, audio_ours, true);
   }
+  // Six sentences, about 30 s of speech.
+  const std::string paragraph = long_text().substr(0, 450);
+  double cores1 = 0, cores2 = 0;
+  const double one = requests_per_second(1, paragraph, params, dir, 5, &cores1);
+  const double two = requests_per_second(2, paragraph, params, dir, 5, &cores2);
+  std::printf("requests/s, %zu-byte text: 1 thread %.2f (%.2f cores busy), 2 threads %.2f (%.2f cores busy), x%.2f\n",
+              paragraph.size(), one, cores1, two, cores2, one > 0 ? two / one : 0);
   std::remove(ours.c_str());
   std::remove(theirs.c_str());
   std::remove(text_file.c_str());
-  return 0;
+  return one > 0 && two > 0 ? 0 : 1;
 }

@@ -21,12 +21,16 @@ packages=(
   libespeak-ng-dev espeak-ng espeak-ng-data       # the speech engine and its reference
   libsoxr-dev libspandsp-dev sox                  # resampling, telephony codecs, audio checks
   libspdlog-dev                                   # logger benchmark baseline
+  # flite voices, MP3 and AMR coding for the engine; flite and ffmpeg
+  # (ffprobe) are the references and decoders of its tests
+  flite1-dev flite libmp3lame-dev libopencore-amrnb-dev libvo-amrwbenc-dev ffmpeg
   clang libclang-rt-14-dev                        # fuzz targets
   pkg-config file binutils
   python3 python3-venv python3-pytest python3-setuptools python3-wheel   # the Python package and its tests
 )
 # The engine's libraries for the i386 build.
-i386_packages=(libespeak-ng-dev libsoxr-dev libspandsp-dev espeak-ng-data)
+i386_packages=(libespeak-ng-dev libsoxr-dev libspandsp-dev espeak-ng-data
+               flite1-dev libmp3lame-dev libopencore-amrnb-dev libvo-amrwbenc-dev)
 # Packages that the 32-bit toolchain (g++-multilib) already provides: never
 # unpacked, so that the C and C++ runtimes stay the toolchain's own.
 toolchain_packages=' gcc-12-base libc6 libc6-dev libc-dev-bin libcrypt1 libcrypt-dev libgcc-s1

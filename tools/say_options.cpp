@@ -132,6 +132,8 @@ std::string parse_say_options(int argc, const char* const* argv, SayOptions* out
     std::string v;
     if (arg == "-h" || arg == "--help") {
       out->help = true;
+    } else if (arg == "--voices") {
+      out->list_voices = true;
     } else if (arg == "--synch") {
       out->synch = true;
       if (has_inline) {
@@ -182,7 +184,7 @@ std::string parse_say_options(int argc, const char* const* argv, SayOptions* out
       return "unknown option " + arg + " (see --help)";
     }
   }
-  if (out->help) return "";
+  if (out->help || out->list_voices) return "";
 
   const bool from_file = out->is_file || out->text_from_stdin;
   if (from_file && !words.empty()) return "give either -f FILE or TEXT, not both";

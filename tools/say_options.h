@@ -16,6 +16,7 @@ struct SayOptions {
   bool stdin_is_terminal = true;
 
   bool help = false;
+  bool list_voices = false;  // --voices: list the installed voices and stop
   std::string text;          // the words joined by blanks, or the -f file name
   bool is_file = false;
   bool text_from_stdin = false;  // -f -, or no TEXT with a pipe or file on standard input

@@ -12,7 +12,9 @@
 #include <vector>
 
 #include "log/large_file.h"
+#include "engines/espeak/voice_list.h"
 #include "synth/audio_format.h"
+#include "synth/kavritts.h"
 #include "synth/tavn.h"
 #include "tools/result_names.h"
 #include "tools/say_options.h"
@@ -37,7 +39,9 @@ void print_help() {
       "  -o, --out FILE      audio file to write (default tavn-say.wav); - for standard output\n"
       "  -f, --file FILE     speak the contents of FILE; - for standard input\n"
       "      --format F      audio format: a number or a name from the table below\n"
-      "      --voice NAME    espeak-ng voice, e.g. en, en-us, en+f3, de, cmn (default en)\n"
+      "      --voice NAME    voice: espeak-ng's, e.g. en, en-us, en+f3, de, cmn (default en),\n"
+      "                      or flite's: flite:slt, flite:awb, flite:rms, flite:kal16, flite:kal\n"
+      "      --voices        list every installed voice: name, language, sample rate\n"
       "      --rate N        words per minute, 80 to 450 (default 175)\n"
       "      --pitch N       base pitch, 0 to 100 (default 50)\n"
       "      --volume N      volume, 0 to 200 (default 100)\n"
@@ -56,7 +60,7 @@ void print_help() {
       "Options take their value as '--opt VALUE' or '--opt=VALUE'; '--' ends them.\n"
       "\n"
       "Audio formats (0 is the engine's default, 4; 1-16 carry a WAVE header, 17-22 are\n"
-      "raw ADPCM without header; 23-30 are refused by the engine; 101-104 make libtavn\n"
+      "raw ADPCM without header; 23-26 are AMR files, 27-30 MP3 files; 101-104 make libtavn\n"
       "convert to 8 kHz 16-bit and then remove the file, as its converter is a stub):\n");
   for (uint32_t i = 0; i < kAudioFormatCount; ++i) {
     const AudioFormat& f = audio_format_table[i];
@@ -98,6 +102,28 @@ int fail(const std::string& message) {
 }
 
 int report(uint32_t code) { return fail("failed: " + describe_result(code)); }
+
+// --voices: the engine's list, as a table.
+int print_voices() {
+  uint32_t r = TTSInitialize();
+  uint32_t needed = 0;
+  if (r == 0) r = TTSListVoices(nullptr, 0, &needed);
+  std::vector<char> list(needed);
+  if (needed > 0) r = TTSListVoices(list.data(), needed, &needed);
+  if (r != 0) return report(r);
+  list.push_back('\0');  // a list that filled its buffer exactly still ends
+  std::printf("%-24s %-16s %s\n", "NAME", "LANGUAGE", "RATE");
+  char name[128], language[128];
+  unsigned rate = 0;
+  for (const char* line = list.data(); *line != '\0';) {
+    if (std::sscanf(line, "%127[^\t]\t%127[^\t]\t%u", name, language, &rate) == 3)
+      std::printf("%-24s %-16s %u\n", name, language, rate);
+    const char* end = std::strchr(line, '\n');
+    if (end == nullptr) break;
+    line = end + 1;
+  }
+  return 0;
+}
 
 std::string system_error(const std::string& what) { return what + ": " + std::strerror(errno); }
 
@@ -211,6 +237,7 @@ int main(int argc, char** argv) {
     print_help();
     return 0;
   }
+  if (o.list_voices) return print_voices();
   if (o.text_from_stdin && !read_all(STDIN_FILENO, &o.text))
     return fail(system_error("cannot read the text from standard input"));
 

@@ -1,12 +1,30 @@
 #include "engines/espeak/connection.h"
 
+#include <cstring>
 #include <new>
 
 #include "engines/espeak/engine_codes.h"
+#include "engines/espeak/flite_synthesizer.h"
 #include "engines/espeak/synthesizer.h"
 #include "engines/espeak/wave_header.h"
 
 namespace espeak_engine {
+namespace {
+
+// The back end that speaks `voice`: flite for "flite:" names, else libespeak-ng.
+uint32_t voice_sample_rate(const std::string& voice) {
+  const uint32_t espeak_rate = synth_sample_rate();  // 0: the engine is not started
+  if (espeak_rate == 0 || !is_flite_voice(voice)) return espeak_rate;
+  return flite_sample_rate(voice);
+}
+
+uint32_t speak_sentence(const EngineSettings& settings, std::string_view text,
+                        std::vector<int16_t>* out) {
+  return is_flite_voice(settings.voice) ? flite_sentence(settings, text, out)
+                                        : synth_sentence(settings, text, out);
+}
+
+}  // namespace
 
 Connection::Connection(const EngineSettings& settings) : settings_(settings) {
   if (!lookup_format(settings.format, &fmt_)) lookup_format(kDefaultFormat, &fmt_);
@@ -21,11 +39,12 @@ uint32_t Connection::set_format(uint32_t format) {
   return 0;
 }
 
-void Connection::fill(TTSSynthRecord* record, uint32_t status, const Sentence& sentence) {
+void Connection::fill(TTSSynthRecord* record, uint32_t status, const Sentence& sentence,
+                      size_t non_audio) {
   record->status = status;
   record->audio_length = static_cast<uint32_t>(piece_.size());
   record->audio = piece_.empty() ? nullptr : piece_.data();
-  record->non_audio_bytes = fmt_.header_length;
+  record->non_audio_bytes = static_cast<uint16_t>(non_audio);
   record->sentence_begin = static_cast<uint32_t>(sentence.begin);
   record->sentence_end = static_cast<uint32_t>(sentence.end);
 }
@@ -34,20 +53,27 @@ uint32_t Connection::start(TTSSynthRecord* record) {
   running_ = false;
   have_pending_ = false;
   if (record->text == nullptr && record->text_length != 0) return ENGINE_ERR_NULL_ARGUMENT;
-  const uint32_t rate = synth_sample_rate();
+  const uint32_t rate = voice_sample_rate(settings_.voice);
   if (rate == 0) return ENGINE_ERR_NOT_INITIALIZED;
-  if (uint32_t r = encoder_.start(fmt_, rate)) return r;
+  // flite costs ten times what libespeak-ng does per second of speech, so its
+  // resampling is the best; libespeak-ng's (from 22050 Hz) takes the quick one.
+  const Resampling resampling = is_flite_voice(settings_.voice) ? Resampling::kBest : Resampling::kQuick;
+  if (uint32_t r = encoder_.start(fmt_, rate, resampling)) return r;
   try {
     text_.assign(record->text == nullptr ? "" : record->text, record->text_length);
     uint8_t header[kMaxHeaderLength];
     const size_t header_length = write_wave_header(fmt_, header);
     piece_.assign(header, header + header_length);
+    piece_.insert(piece_.end(), fmt_.magic, fmt_.magic + std::strlen(fmt_.magic));
   } catch (const std::bad_alloc&) {
     return ENGINE_ERR_NO_MEMORY;
   }
   have_pending_ = next_sentence(text_, 0, &pending_);
   running_ = have_pending_;
-  fill(record, running_ ? 1 : 0, Sentence{});
+  if (!running_) {
+    if (uint32_t r = encoder_.finish(&piece_)) return r;
+  }
+  fill(record, running_ ? 1 : 0, Sentence{}, piece_.size());
   return 0;
 }
 
@@ -56,15 +82,19 @@ uint32_t Connection::next(TTSSynthRecord* record) {
   running_ = false;  // until this sentence succeeds
   const Sentence sentence = pending_;
   const std::string_view text(text_);
-  uint32_t r = synth_sentence(settings_, text.substr(sentence.begin, sentence.end - sentence.begin),
+  uint32_t r = speak_sentence(settings_, text.substr(sentence.begin, sentence.end - sentence.begin),
                               &samples_);
   if (r != 0) return r;
   piece_.resize(fmt_.header_length);  // keep the header, drop the last sentence
   r = encoder_.encode(samples_.data(), samples_.size(), &piece_);
   if (r != 0) return r;
   have_pending_ = next_sentence(text, sentence.end, &pending_);
+  if (!have_pending_) {
+    r = encoder_.finish(&piece_);  // the last piece carries what the coder still holds
+    if (r != 0) return r;
+  }
   running_ = have_pending_;
-  fill(record, running_ ? 1 : 0, sentence);
+  fill(record, running_ ? 1 : 0, sentence, fmt_.header_length);
   return 0;
 }
 

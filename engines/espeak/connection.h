@@ -4,12 +4,16 @@
 // A request speaks its text one sentence per piece: TTSSynthText's piece is
 // the header alone, then every TTSFetchNext renders the next sentence, so
 // memory holds at most one sentence of audio whatever the text's length.
-// Every piece starts with the same header (none for the raw ADPCM formats);
-// non_audio_bytes is its length.  The last piece has status 0.
+// Every piece starts with the same header (none for the raw ADPCM, MP3 and
+// AMR formats); non_audio_bytes is its length.  The AMR file magic is in the
+// first piece only.  The last piece has status 0 and also carries what the
+// MP3 and AMR coders held back.  A "flite:" voice speaks through flite, any
+// other through libespeak-ng.
 //
 // Not thread-safe: one connection is used by one thread at a time.  Distinct
 // connections may run on different threads; they share only the
-// synthesizer's lock, taken per sentence.
+// libespeak-ng synthesizer's lock, taken per sentence (flite voices speak
+// in parallel).
 #ifndef TAVN_ENGINES_ESPEAK_CONNECTION_H_
 #define TAVN_ENGINES_ESPEAK_CONNECTION_H_
 
@@ -29,7 +33,7 @@ class Connection {
  public:
   explicit Connection(const EngineSettings& settings);
 
-  // Engine parameter 5.  set_format takes 0 (the default) to 22 and returns
+  // Engine parameter 5.  set_format takes 0 (the default) to 30 and returns
   // 0, ENGINE_ERR_FORMAT_REFUSED or, while a request runs, ENGINE_ERR_BUSY.
   uint32_t set_format(uint32_t format);
   uint32_t format() const { return fmt_.format; }
@@ -48,7 +52,7 @@ class Connection {
   uint32_t next(TTSSynthRecord* record);
 
  private:
-  void fill(TTSSynthRecord* record, uint32_t status, const Sentence& sentence);
+  void fill(TTSSynthRecord* record, uint32_t status, const Sentence& sentence, size_t non_audio);
 
   EngineSettings settings_;
   OutputFormat fmt_;

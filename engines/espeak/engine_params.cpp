@@ -41,7 +41,8 @@ bool read_ranged(std::string_view s, int lo, int hi, int* out) {
 bool valid_voice_name(std::string_view s) {
   if (s.empty() || s.size() > kMaxVoiceName) return false;
   for (char c : s) {
-    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '-' && c != '_' && c != '+') return false;
+    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '-' && c != '_' && c != '+' && c != ':')
+      return false;
   }
   return true;
 }

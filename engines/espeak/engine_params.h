@@ -7,11 +7,13 @@
 // last value.
 //
 //   voice=NAME   libespeak-ng voice: a language or voice file name with an
-//                optional variant, e.g. en, en-us, cmn, en+f3  (default en)
+//                optional variant, e.g. en, en-us, cmn, en+f3  (default en);
+//                or a flite voice: flite:slt, flite:awb, flite:rms,
+//                flite:kal16, flite:kal
 //   rate=N       words per minute, 80 to 450                  (default 175)
 //   pitch=N      base pitch, 0 to 100                           (default 50)
 //   volume=N     amplitude, 0 to 200                           (default 100)
-//   5=N          audio data format: 0 (the default, format 4) or 1 to 22;
+//   5=N          audio data format: 0 (the default, format 4) or 1 to 30;
 //                101 to 104 keep the default (the front end then sets the
 //                format itself)
 //
@@ -37,15 +39,15 @@ struct EngineSettings {
   int rate = kDefaultRate;
   int pitch = kDefaultPitch;
   int volume = kDefaultVolume;
-  uint32_t format = kDefaultFormat;  // always a row from 1 to 22
+  uint32_t format = kDefaultFormat;  // always a row from 1 to 30
 };
 
 // Reads `params` into `*out`, which should hold the defaults on entry.
 // Returns 0; ENGINE_ERR_UNKNOWN_VOICE for a voice name that is empty, longer
-// than kMaxVoiceName or has characters other than letters, digits, '-', '_'
-// and '+'; ENGINE_ERR_BAD_VALUE for a rate, pitch or volume that is not a
+// than kMaxVoiceName or has characters other than letters, digits, '-', '_',
+// '+' and ':'; ENGINE_ERR_BAD_VALUE for a rate, pitch or volume that is not a
 // decimal number in its range; ENGINE_ERR_FORMAT_REFUSED for a "5=" value
-// that is not a decimal number in 0..22 or 101..104.  The first bad item
+// that is not a decimal number in 0..30 or 101..104.  The first bad item
 // decides; `*out` may then be partly updated.
 uint32_t parse_engine_params(std::string_view params, EngineSettings* out);
 

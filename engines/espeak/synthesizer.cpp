@@ -115,6 +115,30 @@ void synth_terminate() {
   s.voice.clear();
 }
 
+uint32_t synth_list_voices(std::vector<std::pair<std::string, std::string>>* out) {
+  State& s = state();
+  std::lock_guard<std::mutex> lock(s.mu);
+  if (s.phase != Phase::kOn) return ENGINE_ERR_NOT_INITIALIZED;
+  const espeak_VOICE** voices = espeak_ListVoices(nullptr);
+  try {
+    out->clear();
+    for (size_t i = 0; voices != nullptr && voices[i] != nullptr; ++i) {
+      const espeak_VOICE* v = voices[i];
+      if (v->identifier == nullptr || v->languages == nullptr) continue;
+      const std::string_view id(v->identifier);
+      if (id.substr(0, 3) == "mb/") continue;
+      // The file name without its folder is what espeak_ng_SetVoiceByName
+      // takes; languages starts with a priority byte.
+      const size_t slash = id.rfind('/');
+      out->emplace_back(std::string(slash == std::string_view::npos ? id : id.substr(slash + 1)),
+                        std::string(v->languages + 1));
+    }
+  } catch (const std::bad_alloc&) {
+    return ENGINE_ERR_NO_MEMORY;
+  }
+  return 0;
+}
+
 uint32_t synth_sample_rate() {
   State& s = state();
   std::lock_guard<std::mutex> lock(s.mu);

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "engines/espeak/engine_params.h"
@@ -33,6 +34,12 @@ constexpr size_t kMaxSentenceSeconds = 300;
 // such a failure libespeak-ng's state is unreliable, so every later call
 // returns the same result without trying again.
 uint32_t synth_initialize();
+
+// The name (as voice= takes it) and main language of every libespeak-ng
+// voice it can speak with (mbrola voices, which need a program of their
+// own, are left out).  Returns 0, ENGINE_ERR_NOT_INITIALIZED or
+// ENGINE_ERR_NO_MEMORY.
+uint32_t synth_list_voices(std::vector<std::pair<std::string, std::string>>* out);
 
 // Stops libespeak-ng if it runs; synth_initialize() may start it again.
 void synth_terminate();

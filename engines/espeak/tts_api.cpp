@@ -13,6 +13,7 @@
 #include "engines/espeak/connection.h"
 #include "engines/espeak/engine_codes.h"
 #include "engines/espeak/engine_params.h"
+#include "engines/espeak/flite_synthesizer.h"
 #include "engines/espeak/synthesizer.h"
 #include "synth/kavritts.h"
 
@@ -57,7 +58,9 @@ uint32_t connect(TTSConnectRecord* record, uint32_t* handle) {
   EngineSettings settings;
   const size_t length = strnlen(record->params, sizeof record->params);
   if (uint32_t r = parse_engine_params(std::string_view(record->params, length), &settings)) return r;
-  if (uint32_t r = synth_check_voice(settings.voice)) return r;
+  const uint32_t voice_ok =
+      is_flite_voice(settings.voice) ? flite_check_voice(settings.voice) : synth_check_voice(settings.voice);
+  if (voice_ok != 0) return voice_ok;
   *handle = add(std::make_shared<Connection>(settings));
   return 0;
 }
@@ -93,6 +96,7 @@ uint32_t TTSUninitialize(void) {
       std::lock_guard<std::mutex> lock(r.mu);
       gone.swap(r.connections);
     }
+    flite_terminate();
     synth_terminate();
     return 0u;
   });

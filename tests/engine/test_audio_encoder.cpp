@@ -6,6 +6,7 @@
 #include "engines/espeak/audio_encoder.h"
 #include "engines/espeak/engine_codes.h"
 #include "engines/espeak/output_format.h"
+#include "synth/audio_format.h"
 
 // spandsp's headers after <cmath>: they define math helpers of their own.
 #include <spandsp/telephony.h>
@@ -46,7 +47,7 @@ TEST(AudioEncoder, EveryFormatKeepsItsByteRateAndDecodesToTheInput) {
   std::vector<int16_t> one_second(kInputRate);  // a 440 Hz tone
   for (size_t i = 0; i < kInputRate; ++i)
     one_second[i] = static_cast<int16_t>(8000 * std::sin(2 * 3.14159265358979 * 440 * i / kInputRate));
-  for (uint32_t format = 1; format <= kLastFormat; ++format) {
+  for (uint32_t format = 1; format <= kLastTimedFormat; ++format) {
     OutputFormat s;
     ASSERT_TRUE(lookup_format(format, &s));
     AudioEncoder enc;
@@ -81,6 +82,47 @@ TEST(AudioEncoder, EveryFormatKeepsItsByteRateAndDecodesToTheInput) {
   }
   std::vector<uint8_t> out;
   EXPECT_EQ(AudioEncoder().encode(one_second.data(), 10, &out), ENGINE_ERR_CODEC);
+}
+
+// Rows 23 to 30: the coders keep what does not fill a frame from one
+// sentence to the next and give it out at finish(), so a stream of odd-sized
+// sentences is whole frames of the row's codec, as many as its length needs.
+TEST(AudioEncoder, CompressedRowsGiveWholeFramesAcrossSentences) {
+  const std::vector<int16_t> tone = [] {
+    std::vector<int16_t> v(kInputRate);
+    for (size_t i = 0; i < v.size(); ++i) v[i] = static_cast<int16_t>(8000 * std::sin(0.125 * i));
+    return v;
+  }();
+  const struct {
+    uint32_t format, rate, frame_samples, frame_bytes;
+    uint8_t first_byte;  // AMR frame header (mode, quality bit); MP3 sync byte
+  } cases[] = {
+      {23, 8000, 160, 32, 0x3C},  {24, 8000, 160, 32, 0x3C},   {26, 16000, 320, 61, 0x44},
+      {27, 8000, 576, 144, 0xFF},  {29, 11025, 576, 0, 0xFF},   {30, 16000, 576, 144, 0xFF},
+  };
+  for (const auto& c : cases) {
+    OutputFormat s;
+    ASSERT_TRUE(lookup_format(c.format, &s));
+    ASSERT_EQ(s.sample_rate, c.rate) << c.format;
+    AudioEncoder enc;
+    ASSERT_EQ(enc.start(s, kInputRate), 0u);
+    std::vector<uint8_t> out;
+    size_t samples = 0;
+    for (size_t len : {12345u, 1u, 0u, 7777u, 22050u}) {
+      ASSERT_EQ(enc.encode(tone.data(), len, &out), 0u) << c.format;
+      samples += len;
+    }
+    ASSERT_EQ(enc.finish(&out), 0u) << c.format;
+    ASSERT_GT(out.size(), 0u);
+    EXPECT_EQ(out[0], c.first_byte) << c.format;
+    const double frames = double(samples) * c.rate / kInputRate / c.frame_samples;
+    if (c.frame_bytes == 0) continue;  // 11025 Hz MP3 frames vary by a padding byte
+    ASSERT_EQ(out.size() % c.frame_bytes, 0u) << c.format;
+    // AMR: the frames that hold the samples; MP3 adds lame's delay and flush.
+    const double extra = s.codec == Codec::kMp3 ? 4 : 1;
+    EXPECT_GE(out.size() / c.frame_bytes, frames) << c.format;
+    EXPECT_LE(out.size() / c.frame_bytes, frames + extra) << c.format;
+  }
 }
 
 }  // namespace

@@ -62,9 +62,9 @@ TEST(EngineApi, ParamsHandlesAndRestart) {
   const struct {
     uint32_t id, value, result, format_after;
   } steps[] = {
-      {5, 3, 0, 3},  {5, 0, 0, 4},  {5, 22, 0, 22}, {5, 23, ENGINE_ERR_FORMAT_REFUSED, 22},
-      {5, 101, ENGINE_ERR_FORMAT_REFUSED, 22},  // only a connect takes 101-104
-      {6, 3, ENGINE_ERR_UNKNOWN_PARAM, 22},
+      {5, 3, 0, 3},  {5, 0, 0, 4},  {5, 30, 0, 30}, {5, 31, ENGINE_ERR_FORMAT_REFUSED, 30},
+      {5, 101, ENGINE_ERR_FORMAT_REFUSED, 30},  // only a connect takes 101-104
+      {6, 3, ENGINE_ERR_UNKNOWN_PARAM, 30},
   };
   for (const auto& s : steps) {
     EXPECT_EQ(TTSSetSynthParam(h, s.id, s.value), s.result) << s.id << "=" << s.value;
@@ -95,29 +95,40 @@ TEST(EngineApi, OnePiecePerSentenceEachStartingWithTheHeader) {
   ASSERT_EQ(TTSInitialize(), 0u);
   const std::string text = "  Hello world. This is a test!\n\nThird one?  ";
   const uint32_t spans[][2] = {{2, 14}, {15, 30}, {32, 42}};
-  // format, header length, bytes per second
-  const uint32_t cases[][3] = {{4, 44, 32000}, {12, 58, 8000}, {19, 0, 3000}};
-  for (const auto& [format, header, byte_rate] : cases) {
-    const uint32_t h = connect("5=" + std::to_string(format));
+  // The first piece is the header alone (the file magic for AMR, which no
+  // later piece repeats); every later piece starts with the header.
+  const struct {
+    const char* params;
+    uint32_t first, header, byte_rate;
+  } cases[] = {{"5=4", 44, 44, 32000}, {"5=12", 58, 58, 8000}, {"voice=flite:slt,5=19", 0, 0, 3000},
+               {"voice=flite:kal,5=24", 6, 0, 1600}};
+  for (const auto& [params, first, header, byte_rate] : cases) {
+    const uint32_t h = connect(params);
     std::vector<Piece> pieces;
-    ASSERT_EQ(speak(h, text, &pieces), 0u) << format;
-    ASSERT_EQ(pieces.size(), 4u) << format;
-    EXPECT_EQ(pieces[0].bytes.size(), header);
-    for (size_t i = 0; i < pieces.size(); ++i) {
+    ASSERT_EQ(speak(h, text, &pieces), 0u) << params;
+    ASSERT_EQ(pieces.size(), 4u) << params;
+    EXPECT_EQ(pieces[0].bytes.size(), first);
+    EXPECT_EQ(pieces[0].non_audio, first);
+    for (size_t i = 1; i < pieces.size(); ++i) {
       const Piece& p = pieces[i];
-      EXPECT_EQ(p.status, i == 3 ? 0u : 1u) << format;
-      EXPECT_EQ(p.non_audio, header) << format;
-      if (i == 0) continue;
-      EXPECT_EQ(p.begin, spans[i - 1][0]) << format;
-      EXPECT_EQ(p.end, spans[i - 1][1]) << format;
+      EXPECT_EQ(p.status, i == 3 ? 0u : 1u) << params;
+      EXPECT_EQ(p.non_audio, header) << params;
+      EXPECT_EQ(p.begin, spans[i - 1][0]) << params;
+      EXPECT_EQ(p.end, spans[i - 1][1]) << params;
       ASSERT_GT(p.bytes.size(), header + byte_rate / 2) << "half a second of speech";
-      EXPECT_TRUE(std::equal(pieces[0].bytes.begin(), pieces[0].bytes.end(), p.bytes.begin()));
+      EXPECT_TRUE(std::equal(pieces[0].bytes.begin(), pieces[0].bytes.begin() + header, p.bytes.begin()));
+    }
+    if (first == 6) {
+      EXPECT_EQ(std::string(pieces[0].bytes.begin(), pieces[0].bytes.end()), "#!AMR\n");
     }
     TTSSynthRecord rec{};
     EXPECT_EQ(TTSFetchNext(h, &rec), ENGINE_ERR_NO_REQUEST);  // after the last piece
     EXPECT_EQ(TTSSetSynthParam(h, 5, 3), 0u);                 // finished: free to change
     EXPECT_EQ(TTSDisconnect(h), 0u);
   }
+  uint32_t error = 0;
+  EXPECT_EQ(connect("voice=flite:nobody", &error), 0u);
+  EXPECT_EQ(error, ENGINE_ERR_UNKNOWN_VOICE);
 }
 
 }  // namespace

@@ -26,7 +26,7 @@ TEST(EngineParams, ReadsKeysAndRefusesBadValues) {
       {"voice=en-us+f3,rate=80,rate=450", "en-us+f3 450 50 100 4"},  // the last one counts
       {"speed=9,novalue,=3,,;15=3", "en 175 50 100 4"},               // not ours
       {"5=0", "en 175 50 100 4"}, {"5=12,5=101", "en 175 50 100 12"},  // 101-104: the format stays
-      {"5=23", "ENGINE_ERR_FORMAT_REFUSED"}, {"5=100", "ENGINE_ERR_FORMAT_REFUSED"},
+      {"voice=flite:kal16,5=30", "flite:kal16 175 50 100 30"}, {"5=31", "ENGINE_ERR_FORMAT_REFUSED"}, {"5=100", "ENGINE_ERR_FORMAT_REFUSED"},
       {"5=105", "ENGINE_ERR_FORMAT_REFUSED"}, {"5=99999999999999999999", "ENGINE_ERR_FORMAT_REFUSED"},
       {"5=abc", "ENGINE_ERR_FORMAT_REFUSED"}, {"rate=79", "ENGINE_ERR_BAD_VALUE"},
       {"rate=-100", "ENGINE_ERR_BAD_VALUE"}, {"pitch=101", "ENGINE_ERR_BAD_VALUE"},

@@ -52,7 +52,7 @@ TEST(SayCommand, ExitStatusAndMessage) {
       {"$SAY -o no/such/dir.wav Hello.", 1, "tavn-say: failed: 0x80650301 TAVN_ERR_OPEN_FILE: "},
       {"$SAY -f no-such.txt", 1, "tavn-say: failed: 0x80650301 TAVN_ERR_OPEN_FILE: "},
       {"$SAY --voice xx-none Hello.", 1, "tavn-say: failed: 0x80660006 ENGINE_ERR_UNKNOWN_VOICE: "},
-      {"$SAY --format 23 Hello.", 1, "tavn-say: failed: 0x80660008 ENGINE_ERR_FORMAT_REFUSED: "},
+      {"$SAY --params 5=99 Hello.", 1, "tavn-say: failed: 0x80660008 ENGINE_ERR_FORMAT_REFUSED: "},
       {"$SAY --synch=no/dir/s.txt Hello.", 1, "tavn-say: cannot write the synch text no/dir/s.txt: "},
       {"$SAY --marks json=no/dir/m.json Hello.", 1, "tavn-say: cannot write the speech marks no/dir/m.json: "},
   };

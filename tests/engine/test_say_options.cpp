@@ -21,7 +21,8 @@ std::string parsed(std::vector<const char*> args) {
   if (!message.empty()) return message;
   return o.text + (o.is_file ? " file" : "") + (o.text_from_stdin ? " stdin" : "") + " -> " + o.out +
          " [" + build_params(o) + "]" + (o.synch ? " synch:" + o.synch_file : "") +
-         (o.marks_format.empty() ? "" : " marks:" + o.marks_format + "=" + o.marks_file);
+         (o.marks_format.empty() ? "" : " marks:" + o.marks_format + "=" + o.marks_file) +
+         (o.list_voices ? " voices" : "");
 }
 
 TEST(SayOptions, BuildsTheRequestOrRefuses) {
@@ -34,6 +35,8 @@ TEST(SayOptions, BuildsTheRequestOrRefuses) {
       {{"-o", "a.wav", "--voice=cmn", "--rate", "200", "--pitch=40", "--volume", "90", "x"},
        "x -> a.wav [voice=cmn,rate=200,pitch=40,volume=90]"},
       {{"--format", "ulaw8k1c", "x"}, "x -> tavn-say.wav [5=12]"},
+      {{"--voice", "flite:kal", "--format", "mp38k1c", "x"}, "x -> tavn-say.wav [voice=flite:kal,5=28]"},
+      {{"--voices"}, " -> tavn-say.wav [] voices"},
       {{"--params", "foo=1", "--format=TTS_ADF_VOX8K1C", "x"}, "x -> tavn-say.wav [foo=1,5=22]"},
       {{"-f", "in.txt", "--synch"}, "in.txt file -> tavn-say.wav [] synch:"},
       {{"--synch=s.txt", "--", "-a", "--synch"}, "-a --synch -> tavn-say.wav [] synch:s.txt"},
