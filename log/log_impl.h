@@ -92,13 +92,24 @@ class Log_Impl_T {
   virtual void write_head(bool created);
   virtual void write_tail(bool end);
   // Rotation of the log file; called under the lock when a record would
-  // push the file past max_size.
+  // push the file past max_size.  Moves the full log aside under a dated
+  // backup name (or empties it in place with overwrite, or when a dated
+  // name would not fit the path buffer), first deleting an old backup when
+  // max_count or more exist.  The old file gets a "Continue" tail and the
+  // fresh one a "Continued" head.  Returns the output object's backup()
+  // result; 0 without an output object.
   virtual int back_file();
   // Current time stamp into `buf` (at least 128 bytes); returns `buf`.
   virtual char* cur_time(char* buf, bool file_form, bool time_only) const {
     return KAVRI_LOG::format_time(buf, file_form, time_only);
   }
-  // Follows changes of the configuration file; runs before every record.
+  // Follows changes of the configuration file; runs first for every record.
+  // At most once in 11 seconds, and only when the file's modification time
+  // changed (its disappearing included), re-reads the file and takes
+  // output, level, style and flush from it; console_level takes the new
+  // level, on purpose.  All other settings stay as opened.  The interval is
+  // tested without the lock, the rest runs under it.  Returns 0; an
+  // exception from the re-read (no memory) leaves with the lock given back.
   virtual int check_config();
 
   // Flushes the file under the lock.
@@ -146,13 +157,8 @@ class Log_Impl_T {
   void log_level_v(LOG_LEVEL level, const char* fmt, va_list ap);
 };
 
-#include "log/log_impl_open.h"
-#include "log/log_impl_blocks.h"
-#include "log/log_impl_write.h"
+// The members' definitions: the record path and the file's life.
 #include "log/log_impl_record.h"
-#include "log/log_impl_record_w.h"
-#include "log/log_impl_levels.h"
-#include "log/log_impl_back_file.h"
-#include "log/log_impl_check_config.h"
+#include "log/log_impl_file.h"
 
 #endif  // TAVN_LOG_LOG_IMPL_H_

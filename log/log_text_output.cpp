@@ -21,6 +21,16 @@ const wchar_t* widen_text(const char* text, wchar_t* out) {
   return out;
 }
 
+const wchar_t* widen_part(const char* text, wchar_t* out, size_t size) {
+  size_t n = mbstowcs(out, text, size - 1);
+  if (n == static_cast<size_t>(-1)) {
+    for (n = 0; n < size - 1 && text[n] != '\0'; ++n)
+      out[n] = static_cast<wchar_t>(static_cast<signed char>(text[n]));
+  }
+  out[n] = L'\0';
+  return out;
+}
+
 Narrow_Text::Narrow_Text(const wchar_t* text) : fixed_(Scratch_Kind::narrow_text), text_("") {
   if (text == nullptr) return;
   const size_t wlen = wcslen(text);

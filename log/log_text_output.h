@@ -21,6 +21,12 @@ constexpr size_t kWideTextChars = 20480;
 // never written past.
 const wchar_t* widen_text(const char* text, wchar_t* out);
 
+// Widens a short narrow text (time stamp, level name, subject) into `out`
+// of `size` characters (at least 1), cut to fit and always zero-terminated;
+// when mbstowcs fails, the bytes are widened one by one with sign
+// extension.  Returns `out`.
+const wchar_t* widen_part(const char* text, wchar_t* out, size_t size);
+
 // A wide text converted with wcstombs.  Up to 20480 bytes go to the
 // thread's narrow scratch buffer (Log_Scratch), longer results (four bytes
 // per character plus four) to the heap.  When wcstombs fails, each

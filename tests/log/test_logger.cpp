@@ -240,6 +240,10 @@ TEST(LogRecord, CharacterSetsFileAndConsole) {
   // Text the locale cannot convert falls back to byte-wise widening and narrowing.
   wchar_t out[KAVRI_LOG::kWideTextChars];
   EXPECT_STREQ(L"a\xffffffff", KAVRI_LOG::widen_text("a\xff", out));  // sign-extended bytes
+  wchar_t part[4];
+  EXPECT_STREQ(L"a\xffffffff", KAVRI_LOG::widen_part("a\xff", part, 4));
+  EXPECT_STREQ(L"abc", KAVRI_LOG::widen_part("abcdef", part, 4));  // cut to fit
+  EXPECT_STREQ(L"\u00e9", KAVRI_LOG::widen_part("\xc3\xa9", part, 4));
   const wchar_t unencodable[] = {L'a', static_cast<wchar_t>(0xD841), 0};
   EXPECT_STREQ("aA", KAVRI_LOG::Narrow_Text(unencodable).c_str());  // low 8 bits
   const std::wstring long_text(70000, L'\u00e9');                   // 140000 bytes: past the fixed buffer

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "log/find_files.h"
+#include "log/log_backup.h"
 #include "log/match_string.h"
 #include "log/path_norm.h"
 #include "log_test_util.h"
@@ -56,27 +57,61 @@ TEST(Rotation, ARecordPastTheLimitMovesTheFileToADatedBackupFirst) {
   EXPECT_TRUE(old_file.find("after") == npos && live.find("before") == npos && live.find("Created") == npos);
 }
 
-// At most one old backup is deleted per rotation, and never the oldest when
-// there are two or more.
-TEST(Rotation, PruningByCount) {
+// At most one old backup is deleted once max_count or more are found, and
+// never the oldest when there are two or more.
+TEST(Backups, PruningByCount) {
   const std::string y1 = "tavn_2001-01-01_00-00-00.log", y2 = "tavn_2002-01-01_00-00-00.log",
                     y3 = "tavn_2003-01-01_00-00-00.log", y4 = "tavn_2004-01-01_00-00-00.log";
-  // The old backups before and after one rotation.
+  // The old backups before and after one pruning.
   const struct { int max_count; Names existing, left; } cases[] = {
-      {0, {y1, y2}, {y1, y2}}, {-3, {y1}, {y1}}, {1, {y1}, {}}, {2, {y1, y2}, {y1}}, {2, {y1}, {y1}},
-      {3, {y1, y2, y3, y4}, {y1, y3, y4}},
+      {1, {y1}, {}}, {2, {y1, y2}, {y1}}, {2, {y1}, {y1}}, {3, {y1, y2, y3, y4}, {y1, y3, y4}}, {1, {}, {}},
   };
   for (const auto& c : cases) {
-    Opened_Logger<> o([&](Test_Cfg& cfg) { cfg.max_count_ = c.max_count; }, "tavn.log");
-    for (const std::string& name : c.existing) o.dir.write(name, "old\n");
-    o.dir.write("other.log", "not a backup\n");
-    ASSERT_EQ(0, o.log.back_file());
-    Names got = names(o.dir.path), want = {"other.log", "tavn.log"};
-    const auto fresh = std::find_if(got.begin(), got.end(), [](const std::string& n) { return n > "tavn_2005"; });
-    ASSERT_TRUE(fresh != got.end() && is_dated_backup(*fresh, "tavn")) << c.max_count;
-    got.erase(fresh);
+    SCOPED_TRACE("max_count " + std::to_string(c.max_count) + ", " + std::to_string(c.existing.size()) + " found");
+    Temp_Dir t;
+    for (const std::string& name : c.existing) t.write(name, "old\n");
+    t.write("other.log", "not a backup\n");
+    KAVRI_LOG::prune_backups(t.file().c_str(), "tavn_*.log", c.max_count);
+    Names want = {"other.log"};
     want.insert(want.end(), c.left.begin(), c.left.end());
-    EXPECT_EQ(want, got) << "max_count " << c.max_count;
+    EXPECT_EQ(want, names(t.path));
+  }
+}
+
+// Rotation prunes only with a max_count of 1 or more.
+TEST(Rotation, NoPruningBelowACountOfOne) {
+  for (int max_count : {0, -3}) {
+    SCOPED_TRACE("max_count " + std::to_string(max_count));
+    Opened_Logger<> o([&](Test_Cfg& cfg) { cfg.max_count_ = max_count; }, "tavn.log");
+    o.dir.write("tavn_2001-01-01_00-00-00.log", "old\n");
+    ASSERT_EQ(0, o.log.back_file());
+    const Names got = names(o.dir.path);
+    ASSERT_EQ(3u, got.size());
+    EXPECT_EQ("tavn_2001-01-01_00-00-00.log", got[1]);
+    EXPECT_TRUE(is_dated_backup(got[2], "tavn")) << got[2];
+  }
+}
+
+TEST(Backups, NamesAndSearch) {
+  const std::string long_name(KAVRI_LOG::kMaxPath, 'x');
+  // name -> backup name (or "" when it does not fit), folder and pattern
+  // searched (or "" when refused).
+  const struct { std::string name, backup, dir, pattern; } cases[] = {
+      {"tavn.log", "tavn_S.log", "./", "tavn_*.log"},
+      {"logs\\tavn.log", "logs\\tavn_S.log", "logs/", "tavn_*.log"},
+      {"logs.d/tavn", "logs_S.log", "logs.d/", "tavn_*.log"},  // the stem is cut at the folder's "."
+      {"/x", "/x_S.log", "/", "x_*.log"},
+      {"a.b.log", "a.b_S.log", "./", "a.b_*.log"},
+      {long_name.substr(0, 255) + ".log", "", "", ""},
+      {long_name, "", "", ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    char out[KAVRI_LOG::kMaxPath], dir[KAVRI_LOG::kMaxPath], pattern[KAVRI_LOG::kMaxPath];
+    const bool named = KAVRI_LOG::backup_name(out, c.name.c_str(), "S");
+    EXPECT_EQ(c.backup, named ? out : "");
+    const bool searched = KAVRI_LOG::backup_search(dir, pattern, c.name.c_str());
+    EXPECT_EQ(c.dir + c.pattern, searched ? std::string(dir) + pattern : "");
   }
 }
 
