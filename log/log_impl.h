@@ -124,8 +124,10 @@ class Log_Impl_T {
   void log_warn(const char* fmt, ...) __attribute__((format(printf, 2, 3)));
   void log_error(const char* fmt, ...) __attribute__((format(printf, 2, 3)));
 
-  // Fields are public: start-up, rotation and the configuration check work
-  // on them directly.  Change them only while no other thread logs.
+  // Fields are public only for the tests, which read them and set up
+  // situations (a size limit, a check time) directly; the library itself
+  // reaches them only through the members above.  A test changes them only
+  // while no other thread logs.
   CFG cfg_;                      // live configuration
   IO* io_ = nullptr;             // output object, null when none is attached
   bool own_io_ = true;           // io_ was created here: close and delete it
