@@ -48,6 +48,7 @@ TEST(AudioEncoder, EveryFormatKeepsItsByteRateAndDecodesToTheInput) {
   for (size_t i = 0; i < kInputRate; ++i)
     one_second[i] = static_cast<int16_t>(8000 * std::sin(2 * 3.14159265358979 * 440 * i / kInputRate));
   for (uint32_t format = 1; format <= kLastTimedFormat; ++format) {
+    SCOPED_TRACE(format);
     OutputFormat s;
     ASSERT_TRUE(lookup_format(format, &s));
     AudioEncoder enc;
@@ -101,6 +102,7 @@ TEST(AudioEncoder, CompressedRowsGiveWholeFramesAcrossSentences) {
       {27, 8000, 576, 144, 0xFF},  {29, 11025, 576, 0, 0xFF},   {30, 16000, 576, 144, 0xFF},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.format);
     OutputFormat s;
     ASSERT_TRUE(lookup_format(c.format, &s));
     ASSERT_EQ(s.sample_rate, c.rate) << c.format;

@@ -67,6 +67,7 @@ TEST(EngineApi, ParamsHandlesAndRestart) {
       {6, 3, ENGINE_ERR_UNKNOWN_PARAM, 30},
   };
   for (const auto& s : steps) {
+    SCOPED_TRACE(testing::Message() << s.id << "=" << s.value);
     EXPECT_EQ(TTSSetSynthParam(h, s.id, s.value), s.result) << s.id << "=" << s.value;
     EXPECT_EQ(format_of(h), s.format_after);
   }
@@ -103,6 +104,7 @@ TEST(EngineApi, OnePiecePerSentenceEachStartingWithTheHeader) {
   } cases[] = {{"5=4", 44, 44, 32000}, {"5=12", 58, 58, 8000}, {"voice=flite:slt,5=19", 0, 0, 3000},
                {"voice=flite:kal,5=24", 6, 0, 1600}};
   for (const auto& [params, first, header, byte_rate] : cases) {
+    SCOPED_TRACE(params);
     const uint32_t h = connect(params);
     std::vector<Piece> pieces;
     ASSERT_EQ(speak(h, text, &pieces), 0u) << params;

@@ -35,7 +35,10 @@ TEST(EngineParams, ReadsKeysAndRefusesBadValues) {
       {"voice=aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa", "ENGINE_ERR_UNKNOWN_VOICE"},  // 41 characters
       {"rate=999,voice=/x", "ENGINE_ERR_BAD_VALUE"},  // the first bad item decides
   };
-  for (const auto& c : cases) EXPECT_EQ(parsed(c.params), c.settings) << c.params;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.params);
+    EXPECT_EQ(parsed(c.params), c.settings) << c.params;
+  }
 }
 
 }  // namespace

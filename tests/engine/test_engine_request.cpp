@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "synth/tavn.h"
+#include "tests/support/test_support.h"
 
 namespace {
 
@@ -24,11 +25,6 @@ const std::string kChinese = "今天天气很好。我们去公园散步吧！�
 // This test's own file names, so tests running side by side never meet.
 std::string file_for(const std::string& suffix) {
   return std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "_" + suffix;
-}
-
-std::string read_file(const std::string& path) {
-  std::ifstream f(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
 }
 
 std::string quote(const std::string& s) {
@@ -76,6 +72,7 @@ const char kSynchRecord[] = "Time:\"([^\"]*)s\",\n    SentenseText :\"([^\"]*)\"
 
 TEST(EngineRequest, LastsAsLongAsEspeakNgsOwnRendering) {
   for (const auto& [voice, text] : {std::pair{"en", kEnglish}, std::pair{"cmn", kChinese}}) {
+    SCOPED_TRACE(voice);
     const std::string ours = file_for(std::string(voice) + ".wav"), ref = file_for("ref.wav");
     ASSERT_EQ(speak_to(text, ours, std::string("voice=") + voice), 0u);
     int status = -1;
@@ -107,6 +104,7 @@ TEST(EngineRequest, EveryFormatReadsBackAtItsRateBitsAndLength) {
   for (uint32_t f = 9; f <= 16; ++f)
     cases.push_back({f, kLawRates[(f - 9) / 2], 8, 58, f % 2 ? "A-law" : "u-law"});
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.format);
     const std::string f = file_for(std::to_string(c.format));
     ASSERT_EQ(speak_to(text, f, "5=" + std::to_string(c.format)), 0u) << c.format;
     const std::string data = read_file(f);
@@ -129,6 +127,7 @@ TEST(EngineRequest, FliteVoicesLastAsLongAsTheFliteCommand) {
   const std::string text_file = file_for("text.txt");
   std::ofstream(text_file) << kEnglish << "\n";
   for (const char* voice : {"slt", "awb", "rms", "kal16", "kal"}) {
+    SCOPED_TRACE(voice);
     const std::string ours = file_for(std::string(voice) + ".wav"), ref = file_for("ref.wav");
     const bool kal8 = std::string(voice) == "kal";
     ASSERT_EQ(speak_to(kEnglish, ours, std::string("voice=flite:") + voice + (kal8 ? ",5=3" : "")), 0u);
@@ -154,7 +153,10 @@ TEST(EngineRequest, CompressedRowsDecodeToTheLengthOfThePcmRendering) {
     uint32_t rate;
   } rows[] = {{23, "amr_nb", 8000}, {24, "amr_nb", 8000}, {25, "amr_nb", 8000}, {26, "amr_wb", 16000},
               {27, "mp3", 8000},    {28, "mp3", 8000},    {29, "mp3", 11025},   {30, "mp3", 16000}};
-  for (const char* voice : {"en", "flite:kal16"}) {  // kal16: a diphone voice, quick even when emulated
+  for (const char* voice : {"en", "flite:kal16"}) {
+    SCOPED_TRACE(voice);
+    {  // kal16: a diphone voice, quick even when emulated
+  }
     const std::string pcm = file_for("pcm.wav");
     ASSERT_EQ(speak_to(text, pcm, std::string("voice=") + voice), 0u);
     const double seconds = seconds_of(pcm);
@@ -185,6 +187,7 @@ TEST(EngineRequest, SynchTimesAgreeWithEspeakSentenceEvents) {
   } cases[] = {{"en", "4", kEnglish}, {"en", "12", "One. Two. Three."},
                {"en", "19", "No header here. Times still hold."}, {"cmn", "3", kChinese}};
   for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.voice << " " << c.format);
     const std::string wav = file_for("out.wav"), synch_file = file_for("synch.txt");
     int status = -1;
     run(std::string(TAVN_SAY) + " --voice " + c.voice + " --format " + c.format +

@@ -9,25 +9,18 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <regex>
 #include <string>
 #include <vector>
 
-namespace {
+#include "tests/support/test_support.h"
 
-std::string read_file(const std::string& path) {
-  std::ifstream f(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
-}
+namespace {
 
 // Runs `script` with sh in a private folder holding an empty tmp/ (TMPDIR);
 // returns its exit status and leaves its standard error in *err.
 struct Shell {
-  std::string dir;
-  explicit Shell(const std::string& name) : dir("say_" + name) {
-    std::system(("rm -rf " + dir + " && mkdir -p " + dir + "/tmp").c_str());
-  }
+  Shell() { std::filesystem::create_directory(folder.file("tmp")); }
   int run(const std::string& script, std::string* err = nullptr) const {
     const std::string command = "cd " + dir + " && TMPDIR=$PWD/tmp SAY=" TAVN_SAY " sh -c '" + script + "' 2>err.txt";
     const int s = std::system(command.c_str());
@@ -35,7 +28,9 @@ struct Shell {
     return WIFEXITED(s) ? WEXITSTATUS(s) : -1;
   }
   std::string file(const std::string& name) const { return read_file(dir + "/" + name); }
-  bool tmp_empty() const { return std::system(("test -z \"$(ls -A " + dir + "/tmp)\"").c_str()) == 0; }
+  bool tmp_empty() const { return std::filesystem::is_empty(dir + "/tmp"); }
+  Temp_Dir folder;
+  const std::string dir = folder.path();
 };
 
 TEST(SayCommand, ExitStatusAndMessage) {
@@ -57,7 +52,8 @@ TEST(SayCommand, ExitStatusAndMessage) {
       {"$SAY --marks json=no/dir/m.json Hello.", 1, "tavn-say: cannot write the speech marks no/dir/m.json: "},
   };
   for (const auto& c : cases) {
-    const Shell sh("status");
+    SCOPED_TRACE(c.script);
+    const Shell sh;
     std::string err;
     EXPECT_EQ(sh.run(c.script, &err), c.status) << c.script << "\n" << err;
     if (*c.message == '\0') EXPECT_EQ(err, "") << c.script;
@@ -67,7 +63,7 @@ TEST(SayCommand, ExitStatusAndMessage) {
 }
 
 TEST(SayCommand, PipesCarryTheSameTextAndAudio) {
-  const Shell sh("pipes");
+  const Shell sh;
   ASSERT_EQ(sh.run("printf \"One. Two.\" >in.txt && $SAY -o ref.wav -f in.txt && "
                    "$SAY -o - <in.txt >stdin.wav && $SAY -f - -o - <in.txt | cat >pipe.wav && "
                    "$SAY --format 19 -o - One. Two. >raw.g726 && $SAY --format 19 -o raw.ref One. Two."),
@@ -86,7 +82,8 @@ TEST(SayCommand, NoTemporaryFileOutlivesASignal) {
   std::string text;
   for (int i = 0; i < 300; ++i) text += "This sentence is spoken again and again. ";
   for (const char* sig : {"TERM", "INT", "HUP"}) {
-    const Shell sh(std::string("signal_") + sig);
+    SCOPED_TRACE(sig);
+    const Shell sh;
     { std::ofstream(sh.dir + "/long.txt") << text; }
     const std::string script = std::string("$SAY -f long.txt -o - >out.wav & pid=$!; "
                                            "until ls tmp | grep -q wav; do sleep 0.02; done; kill -") +
@@ -95,7 +92,7 @@ TEST(SayCommand, NoTemporaryFileOutlivesASignal) {
     EXPECT_GT(std::atoi(sh.file("status.txt").c_str()), 128) << sig;
     EXPECT_TRUE(sh.tmp_empty()) << sig;
   }
-  const Shell sh("signal_PIPE");
+  const Shell sh;
   { std::ofstream(sh.dir + "/long.txt") << text.substr(0, 4000); }
   EXPECT_EQ(sh.run("$SAY -f long.txt -o - | head -c 100 >head.bin"), 0);
   EXPECT_EQ(sh.file("head.bin").size(), 100u);
@@ -105,7 +102,7 @@ TEST(SayCommand, NoTemporaryFileOutlivesASignal) {
 // Marks agree with the synch text of the same request, point at their
 // sentence in the text, and the last one ends with the audio.
 TEST(SayCommand, SpeechMarksFollowTheSynchText) {
-  const Shell sh("marks");
+  const Shell sh;
   const std::string text = "Hello there. \"Quoted\" words & more! Last one?";
   { std::ofstream(sh.dir + "/in.txt") << text; }
   ASSERT_EQ(sh.run("$SAY -f in.txt -o a.wav --synch=s.txt --marks json=m.json && "
@@ -148,7 +145,7 @@ TEST(SayCommand, SpeechMarksFollowTheSynchText) {
 }
 
 TEST(SayCommand, ReadmeExampleRuns) {
-  const Shell sh("example");
+  const Shell sh;
   std::string err;
   ASSERT_EQ(sh.run("PATH=$(dirname $SAY):$PATH " EXAMPLES_DIR "/shell/hello.sh >out.txt", &err), 0) << err;
   EXPECT_EQ(sh.file("out.txt").rfind("1\n00:00:00,000 --> 00:00:", 0), 0u);

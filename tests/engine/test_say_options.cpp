@@ -57,6 +57,7 @@ TEST(SayOptions, BuildsTheRequestOrRefuses) {
       {{"--params", "5=0101", "--marks", "json", "x"}, "101 to 104"},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "row " << &c - cases);
     const std::string got = parsed(c.args);
     if (got.find(" -> ") != std::string::npos) EXPECT_EQ(got, c.request);
     else EXPECT_NE(got.find(c.request), std::string::npos) << got << " / " << c.request;
@@ -74,6 +75,7 @@ TEST(SayOptions, FormatOfTheRequestAndParamsWithoutIt) {
       {{"--params", "15=3,5=9", "x"}, 3, "15=3"},  // as libtavn probes: the 5= inside 15=
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "row " << &c - cases);
     std::vector<const char*> args = c.args;
     args.insert(args.begin(), "tavn-say");
     SayOptions o;

@@ -44,7 +44,10 @@ TEST(SentenceSplitter, FindsSentencesAndCutsOverlongOnesWithinTheLimit) {
       {10, "你你，我我我我", {"你你，", "我我我", "我"}},
       {10, "............", {"..........", ".."}},  // a stop run longer than the limit
   };
-  for (const auto& c : cases) EXPECT_EQ(split(c.text, c.max_bytes), c.sentences) << c.text;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    EXPECT_EQ(split(c.text, c.max_bytes), c.sentences) << c.text;
+  }
 
   // Nothing is lost, even in broken UTF-8 without any stop.
   std::string text, kept;

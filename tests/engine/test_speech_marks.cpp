@@ -114,6 +114,7 @@ TEST(SpeechMarks, TellsTheLengthOfAudioFiles) {
       {std::string("RIFF\0\0\0\0WAVEjunk\xff\xff\xff\xff", 20), 4, -1},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "row " << &c - cases);
     {
       std::ofstream f("marks_length.wav", std::ios::binary);
       f << c.bytes;

@@ -1,17 +1,11 @@
-// Shared by the logger tests: the logger types, a private scratch directory,
-// file access, a logging configuration and a logger opened on a scratch file.
+// Shared by the logger tests: the logger types, a logging configuration and
+// a logger opened on a file in a temporary folder.
 #ifndef TAVN_TESTS_LOG_LOG_TEST_UTIL_H_
 #define TAVN_TESTS_LOG_LOG_TEST_UTIL_H_
 
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
 
 #include "log/log_cfg.h"
@@ -20,41 +14,11 @@
 #include "log/log_io_file.h"
 #include "log/log_uni_type.h"
 #include "log/log_win32_process_mutex.h"
+#include "tests/support/test_support.h"
 
 using Test_Cfg = Log_Cfg_T<Log_Cfg_Heap_Reg, Log_Cfg>;
 using Test_IO = Log_Uni_Type<Log_IO_FILE, __LOG_TOK_Log_IO_FILE_TAVN_LoggerLog_IO_FILE__>;
 using Test_Logger = Log_Impl_T<Test_IO, Log_Win32_Process_Mutex, Test_Cfg>;
-
-inline std::string read_file(const std::string& path) {
-  std::stringstream ss;
-  ss << std::ifstream(path, std::ios::binary).rdbuf();
-  return ss.str();
-}
-
-inline void write_file(const std::string& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
-
-// A fresh directory under /tmp, removed with its contents; not copied.
-struct Temp_Dir {
-  Temp_Dir() {
-    char tmpl[] = "/tmp/tavn_logtest_XXXXXX";
-    if (mkdtemp(tmpl) == nullptr) std::abort();
-    path = tmpl;
-  }
-  ~Temp_Dir() {
-    std::error_code ec;
-    std::filesystem::remove_all(path, ec);
-  }
-  // Path of `name` in the directory; "" gives the directory with a final "/".
-  std::string file(const std::string& name = "") const { return path + "/" + name; }
-  // Writes `text` into `name` and returns its path.
-  std::string write(const std::string& name, const std::string& text) const {
-    write_file(file(name), text);
-    return file(name);
-  }
-  std::string path;
-};
 
 // A configuration writing every level to `file` with the title "Unit Log".
 inline Test_Cfg make_cfg(const std::string& file) {

@@ -36,7 +36,7 @@ TEST(CfgLookup, FileSyntax) {
   };
   Temp_Dir dir;
   for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
+    SCOPED_TRACE(testing::Message() << "row " << &c - cases);
     Log_Cfg_Heap_Reg heap("logger", dir.write("t.cfg", c.file).c_str());
     std::string value = kUnset;
     EXPECT_EQ(heap.get_string_value(c.key, value, c.section), 0);
@@ -46,6 +46,7 @@ TEST(CfgLookup, FileSyntax) {
   const std::pair<const char*, const char*> failing[] = {
       {"/nonexistent/t.cfg", "k"}, {"", "k"}, {nullptr, "k"}, {path.c_str(), nullptr}};
   for (const auto& [file, key] : failing) {
+    SCOPED_TRACE(testing::Message() << file << " " << key);
     Log_Cfg_Heap_Reg heap("logger", file);
     std::string value = kUnset;
     EXPECT_EQ(heap.get_string_value(key, value, nullptr), -1);
@@ -93,6 +94,7 @@ TEST(CfgRead, KeyRules) {
   };
   Temp_Dir dir;
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.lines);
     Test_Cfg cfg;
     cfg.overwrite_ = cfg.flush_always_ = true, cfg.charset_ = 1;
     cfg.read_config(nullptr, dir.write("t.cfg", std::string("[logger]\n") + c.lines + "\n").c_str());
@@ -134,7 +136,7 @@ TEST(CfgRead, RelativePathIsNormalisedInTheRecordOnly) {
   Temp_Dir dir;
   char cwd[PATH_MAX];
   ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-  ASSERT_EQ(chdir(dir.path.c_str()), 0);
+  ASSERT_EQ(chdir(dir.path().c_str()), 0);
   dir.write("d\\x.cfg", "[logger]\nmode = 2\n");  // a backslash is part of a Linux name
   Test_Cfg cfg;
   cfg.read_config(nullptr, "d\\x.cfg");

@@ -28,6 +28,7 @@ TEST(LogIoFile, ModesAlwaysAppendAndOnlyMode0AddsALineFeed) {
   const struct { int mode; const char *before, *after; } cases[] = {
       {0, "old", "old\nx"}, {0, "old\n", "old\nx"}, {0, "", "x"}, {1, "old", "oldx"}, {7, "old", "oldx"}};
   for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "mode " << c.mode << ", before \"" << c.before << "\"");
     Temp_Dir dir;
     const std::string path = dir.write("a.log", c.before);
     Log_IO_FILE io;
@@ -72,6 +73,7 @@ TEST(LogIoFile, SizeEmptyAndMixedWrites) {
 // buffered included); another name keeps the old text under that name.
 TEST(LogIoFile, Backup) {
   for (const char* name : {"RUN.LOG", "run_old.log"}) {
+    SCOPED_TRACE(name);
     Temp_Dir dir;
     Log_Thread_Mutex lock;
     Log_IO_FILE io;

@@ -87,6 +87,7 @@ TEST(LogOpen, DirectoriesOpenErrorsAndConsoleOnly) {
   Opened_Logger<> o(nullptr, "logs//sub\\app.log");
   umask(old_mask);
   for (const char* sub : {"logs", "logs/sub"}) {
+    SCOPED_TRACE(sub);
     struct stat st;
     ASSERT_EQ(0, stat(o.dir.file(sub).c_str(), &st)) << sub;
     EXPECT_EQ(S_IFDIR | 0755u, st.st_mode & (S_IFMT | 0777u)) << sub;
@@ -138,6 +139,7 @@ TEST(LogRecord, StyleBitsNarrowAndWide) {
       {256, "net", "m", "m", " m"},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.style);
     const std::wstring wide_msg(c.msg, c.msg + strlen(c.msg));
     const std::string narrow = run(nullptr, [&](auto& l) { l.log_msg_i(c.subject, LOG_LVL_INFO, c.style, c.msg); });
     const std::string wide = run(nullptr, [&](auto& l) { l.log_msg_i(c.subject, LOG_LVL_INFO, c.style, wide_msg.c_str()); });
@@ -159,6 +161,7 @@ TEST(LogRecord, LevelsFilterFileAndConsoleApart) {
       {7, 7, "E W ", "E W "}, {15, 2, "E W I ", "E "}, {0x98, 0, "I V T ", ""}, {0, -1, "", ""}, {-1, 0x80, "E W I V T ", "T "},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "level " << c.level << ", console " << c.console_level);
     CaptureStdout();
     const std::string text = run(
         [&](Test_Cfg& cfg) { cfg.level_ = c.level, cfg.console_level_ = c.console_level, cfg.output_ = 3; },
@@ -176,6 +179,7 @@ TEST(LogRecord, IncludeAndExcludeFilterNarrowRecordsOnly) {
       {{"net"}, {"up"}, "net", "net up", false},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.msg);
     const std::string text = run(
         [&](Test_Cfg& cfg) { cfg.include = c.include, cfg.exclude = c.exclude; },
         [&](auto& l) { l.log_msg_i(c.subject, LOG_LVL_ERROR, 0, c.msg), l.log_msg_i(c.subject, LOG_LVL_ERROR, 0, L"|wide"); });
@@ -187,9 +191,15 @@ TEST(LogRecord, LevelNamesAndSubjectBits) {
   const std::pair<int, const char*> names[] = {{0, "CRT"}, {1, "CRT"},   {3, "WAN"},   {5, "INF"},       {8, "INF"},
                                                {128, "TRC"}, {129, "UNK"}, {-1, "UNK"}, {0x40000000, "UNK"}};
   Test_Logger log;
-  for (const auto& [level, name] : names) EXPECT_STREQ(name, log.level_str(level)) << level;
+  for (const auto& [level, name] : names) {
+    SCOPED_TRACE(level);
+    EXPECT_STREQ(name, log.level_str(level)) << level;
+  }
   log.cfg_.filter_ = 0x5;
-  for (const auto& [n, pass] : {std::pair{0, 1}, {1, 0}, {2, 1}, {31, 0}, {32, 1}, {-1, 1}}) EXPECT_EQ(pass, log.sub_output(n)) << n;
+  for (const auto& [n, pass] : {std::pair{0, 1}, {1, 0}, {2, 1}, {31, 0}, {32, 1}, {-1, 1}}) {
+    SCOPED_TRACE(n);
+    EXPECT_EQ(pass, log.sub_output(n)) << n;
+  }
 }
 
 // A scrambled record ends in its zero byte, unscrambled; raw writes scramble
@@ -198,6 +208,7 @@ TEST(LogRecord, LevelNamesAndSubjectBits) {
 TEST(LogRecord, Scrambling) {
   Test_Logger log;
   for (const auto& [key, len, first] : {std::tuple{0x1A5u, 2, 'a' ^ 0xA5}, {0u, 2, 'a'}, {0x1A5u, 0, 'a'}}) {
+    SCOPED_TRACE(testing::Message() << "key " << key << ", len " << len);
     unsigned char data[2] = {'a', 'b'};
     log.cfg_.encrypt_key = key;
     EXPECT_EQ(len, log.encrypt(data, len));
@@ -227,6 +238,7 @@ TEST(LogRecord, CharacterSetsFileAndConsole) {
       {2, L"caf\u00e9", "", " " + cafe, " "},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "row " << &c - cases);
     CaptureStdout();
     const std::string text = run([&](Test_Cfg& cfg) { cfg.charset_ = c.charset, cfg.locale_ = "C.UTF-8", cfg.output_ = 3; },
                                  [&](auto& l) {
@@ -258,6 +270,7 @@ TEST(LogRecord, OverlongMessagesAreCutKeepingTheLineBreak) {
       {16, false, 40959, '\n'}, {256, false, 40959, 'a'}, {4 | 16, false, 40959, '\n'},
       {16, true, 66559, '\n'},  {256, true, 66559, 'a'}};
   for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "style " << c.style << (c.wide ? " wide" : " narrow"));
     const std::string text = run(nullptr, [&](auto& l) {
       c.wide ? l.log_msg_i(nullptr, LOG_LVL_ERROR, c.style, wide_huge.c_str())
              : l.log_msg_i(nullptr, LOG_LVL_ERROR, c.style, huge.c_str());
@@ -294,13 +307,15 @@ struct Counting_Logger : Test_Logger {
 
 TEST(LogRecord, SizeLimitCallsBackFileBeforeTheRecord) {
   // {max_size, rotations expected}
-  for (const auto& c : {std::pair{14u, 0}, {13u, 1}, {12u, 2}, {0xFFFFFFFFu, 0}})
+  for (const auto& c : {std::pair{14u, 0}, {13u, 1}, {12u, 2}, {0xFFFFFFFFu, 0}}) {
+    SCOPED_TRACE(testing::Message() << "max_size " << c.first);
     run<Counting_Logger>([&](Test_Cfg& cfg) { cfg.max_size_ = c.first; }, [&](auto& l) {
       l.write("123456789\n", 10);
       l.log_msg_i(nullptr, LOG_LVL_ERROR, 0, "abc");  // 10 + 3 bytes
       l.log_msg_i(nullptr, LOG_LVL_ERROR, 0, L"");    // 13 + 1 character (the blank)
       EXPECT_EQ(c.second, l.rotations) << c.first;
     });
+  }
 }
 
 }  // namespace

@@ -48,7 +48,7 @@ TEST(Rotation, ARecordPastTheLimitMovesTheFileToADatedBackupFirst) {
   log.cfg_.max_size_ = log.io_->size() + 10;  // the next record does not fit
   log.log_error("after the rotation");
   log.close();
-  const Names files = names(o.dir.path);
+  const Names files = names(o.dir.path());
   ASSERT_EQ(2u, files.size());
   ASSERT_TRUE(is_dated_backup(files[1], "tavn")) << files[1];
   const std::string old_file = read_file(o.dir.file(files[1])), live = o.text();
@@ -74,7 +74,7 @@ TEST(Backups, PruningByCount) {
     KAVRI_LOG::prune_backups(t.file().c_str(), "tavn_*.log", c.max_count);
     Names want = {"other.log"};
     want.insert(want.end(), c.left.begin(), c.left.end());
-    EXPECT_EQ(want, names(t.path));
+    EXPECT_EQ(want, names(t.path()));
   }
 }
 
@@ -85,7 +85,7 @@ TEST(Rotation, NoPruningBelowACountOfOne) {
     Opened_Logger<> o([&](Test_Cfg& cfg) { cfg.max_count_ = max_count; }, "tavn.log");
     o.dir.write("tavn_2001-01-01_00-00-00.log", "old\n");
     ASSERT_EQ(0, o.log.back_file());
-    const Names got = names(o.dir.path);
+    const Names got = names(o.dir.path());
     ASSERT_EQ(3u, got.size());
     EXPECT_EQ("tavn_2001-01-01_00-00-00.log", got[1]);
     EXPECT_TRUE(is_dated_backup(got[2], "tavn")) << got[2];
@@ -120,19 +120,19 @@ TEST(Rotation, OverwriteEmptiesInPlaceAndStillPrunes) {
   o.dir.write("tavn_2001-01-01_00-00-00.log", "old\n");
   o.log.log_error("gone after the rotation");
   ASSERT_EQ(0, o.log.back_file());
-  EXPECT_EQ(Names{"tavn.log"}, names(o.dir.path));
+  EXPECT_EQ(Names{"tavn.log"}, names(o.dir.path()));
   EXPECT_TRUE(o.text().find("gone after") == npos && in_order(o.text(), {"Continued-Time"}));
 }
 
 TEST(Rotation, NamesWithoutExtensionOrTooLong) {
   Opened_Logger<> o([](Test_Cfg& cfg) { cfg.max_count_ = 5; }, "logs.d/tavn");
   ASSERT_EQ(0, o.log.back_file());
-  const Names files = names(o.dir.path);  // the stem is cut at the directory's "."
+  const Names files = names(o.dir.path());  // the stem is cut at the directory's "."
   ASSERT_EQ(2u, files.size());
   EXPECT_TRUE(is_dated_backup(files[1], "logs")) << files[1];
 
   // A name whose dated backup would not fit the path buffer is emptied in place.
-  const std::string deep = o.dir.file(std::string(229 - o.dir.path.size(), 'd'));
+  const std::string deep = o.dir.file(std::string(229 - o.dir.path().size(), 'd'));
   o.cfg = make_cfg(deep + "/" + std::string(250 - deep.size(), 'x') + ".log");
   ASSERT_EQ(0, o.log.open(&o.cfg, nullptr, nullptr));
   o.log.log_error("gone");
@@ -151,6 +151,7 @@ TEST(PathNorm, BothNormalisersAgree) {
       {"\\\\\\x", "\\\\/x"},        // one separator after the pair is no run
   };
   for (const auto& [in, out] : cases) {
+    SCOPED_TRACE(in);
     std::string s(in);
     KAVRI_LOG::normalize_path(s);
     EXPECT_EQ(s, out) << in;
@@ -175,6 +176,7 @@ TEST(MatchString, Rules) {
       {"tavn_*.log", "tavn_2026-11-15_12-00-00.log", true}, {"tavn_*.log", "TAVN_x.log", false},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.pattern << " vs " << c.text);
     std::string pattern(c.pattern);
     EXPECT_EQ(KAVRI_LOG::match_string_i(&pattern[0], c.text), c.match) << c.pattern << " vs " << c.text;
     EXPECT_EQ(pattern, c.pattern) << "pattern not restored";

@@ -86,12 +86,13 @@ TEST_F(SingletonTest, FailedOpenStaysRegistered) {
 // Relative names of up to 260 characters are normalised; absolute and
 // longer ones are used as given.
 TEST_F(SingletonTest, RelativeNamesAreNormalised) {
-  ASSERT_EQ(0, chdir(dir_.path.c_str()));
+  ASSERT_EQ(0, chdir(dir_.path().c_str()));
   const std::string at_limit = std::string(257, 'a') + "//b", over = std::string(258, 'a') + "//b";
   const std::pair<std::string, std::string> cases[] = {
       {"logs\\\\run.log", "logs/run.log"}, {"\\x", "/x"}, {"C:\\\\x.log", "C:\\\\x.log"}, {"/var//x.log", "/var//x.log"},
       {"\\\\srv\\\\x", "\\\\srv\\\\x"}, {at_limit, std::string(257, 'a') + "/b"}, {over, over}};
   for (const auto& [given, used] : cases) {
+    SCOPED_TRACE(given);
     Test_Cfg cfg;
     cfg.file_name_ = given;
     cfg.output_ = 0;  // no file: only the name is looked at

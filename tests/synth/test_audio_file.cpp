@@ -6,7 +6,7 @@
 #include "engines/scripted/scripted_engine.h"
 #include "synth/result_codes.h"
 #include "synth/tavn.hpp"
-#include "test_util.h"
+#include "tests/support/test_support.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ class AudioFile : public ::testing::Test {
     return Talvern_Impl("Some text.", false, out().c_str(), nullptr, nullptr, nullptr, nullptr);
   }
   std::string out() const { return dir_.file("a.wav"); }
-  TempDir dir_;
+  Temp_Dir dir_;
 };
 
 TEST_F(AudioFile, HeaderHandling) {
@@ -45,6 +45,7 @@ TEST_F(AudioFile, HeaderHandling) {
        344, 44},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
     ASSERT_EQ(run(c.pieces), 0u) << c.name;
     std::vector<uint8_t> f = read_bytes(out());
     ASSERT_EQ(f.size(), c.size) << c.name;
@@ -74,6 +75,7 @@ TEST_F(AudioFile, TooShortWithoutSynch) {
       {0, ERR_OUTPUT_TOO_SHORT},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.sound);
     EXPECT_EQ(run({make_piece(1, 44, 0), make_piece(0, 44, c.sound)}), c.want) << c.sound;
     std::vector<uint8_t> f = read_bytes(out());
     ASSERT_EQ(f.size(), 44u + c.sound);  // kept and patched either way
@@ -90,6 +92,7 @@ TEST_F(AudioFile, EngineFailuresLeaveTheFile) {
       {scripted::Op::FetchNext, 2, 644},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << "call " << c.nth << " of operation " << static_cast<int>(c.op));
     scripted::reset();
     scripted::fail(c.op, 0x80001111u, c.nth);
     scripted::fail(scripted::Op::Disconnect, 0x80000009u);  // the synthesis result wins

@@ -8,5 +8,8 @@ TEST(AudioFormat, BitRates) {
       {19, 24000}, {20, 40000}, {22, 32000},     {23, 0},         {26, 0},
       {30, 0},     {31, 0},     {0xffffffffu, 0},
   };
-  for (const Case& c : cases) EXPECT_EQ(audio_bit_rate(c.fmt), c.bits_per_second) << c.fmt;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.fmt);
+    EXPECT_EQ(audio_bit_rate(c.fmt), c.bits_per_second) << c.fmt;
+  }
 }

@@ -8,7 +8,7 @@
 #include "engines/scripted/scripted_engine.h"
 #include "synth/result_codes.h"
 #include "synth/tavn.hpp"
-#include "test_util.h"
+#include "tests/support/test_support.h"
 
 namespace {
 
@@ -19,7 +19,7 @@ class Driver : public ::testing::Test {
   uint32_t speak(const char* text, const char* params = nullptr, bool is_file = false) {
     return Talvern_Impl(text, is_file, out().c_str(), "c1", "c2", params, nullptr);
   }
-  TempDir dir_;
+  Temp_Dir dir_;
 };
 
 TEST_F(Driver, RefusesMissingInputBeforeTheEngine) {
@@ -29,23 +29,27 @@ TEST_F(Driver, RefusesMissingInputBeforeTheEngine) {
       {nullptr, nullptr, ERR_NULL_INPUT},   {"", o.c_str(), ERR_EMPTY_INPUT},
       {"x", "", ERR_EMPTY_INPUT},           {"", nullptr, ERR_NULL_INPUT},
   };
-  for (const Case& c : cases)
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.text << " -> " << c.out);
     EXPECT_EQ(Talvern_Impl(c.text, false, c.out, nullptr, nullptr, nullptr, nullptr), c.want);
+  }
   EXPECT_EQ(scripted::record().connect, 0);
 }
 
 TEST_F(Driver, TextFilesAndTheTextLimit) {
   EXPECT_EQ(speak(dir_.file("missing.txt").c_str(), nullptr, true), ERR_OPEN_FILE);
-  write_text(dir_.file("empty.txt"), "");
+  write_file(dir_.file("empty.txt"), "");
   EXPECT_EQ(speak(dir_.file("empty.txt").c_str(), nullptr, true), ERR_EMPTY_INPUT);
   EXPECT_EQ(scripted::record().connect, 0);
 
   // At most 65536 bytes are used, from a string or a file, always terminated.
   for (size_t n : {size_t{12}, size_t{65536}, size_t{65537}, size_t{200000}}) {
+    SCOPED_TRACE(n);
     std::string text(n, 'a');
     text[std::min<size_t>(n, 65536) - 1] = 'E';
-    write_text(dir_.file("t.txt"), text);
+    write_file(dir_.file("t.txt"), text);
     for (bool is_file : {false, true}) {
+      SCOPED_TRACE(is_file);
       ASSERT_EQ(speak(is_file ? dir_.file("t.txt").c_str() : text.c_str(), nullptr, is_file), 0u);
       scripted::Record r = scripted::record();
       EXPECT_EQ(r.text_length, std::min<size_t>(n, 65536)) << n << is_file;
@@ -76,6 +80,7 @@ TEST_F(Driver, ConnectRecordCarriesTheStringsCut) {
 
 TEST_F(Driver, ConnectFailureReturnsTheEngineCode) {
   for (uint32_t code : {0x80001234u, 0u}) {
+    SCOPED_TRACE(code);
     scripted::reset();
     scripted::fail(scripted::Op::Connect, code);
     EXPECT_EQ(speak("x"), code);
@@ -93,6 +98,7 @@ TEST_F(Driver, FormatProbe) {
       {"5=1010", false},      {"5=123456789012345", false}, {"", false},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.params);
     scripted::reset();
     remove(out().c_str());
     ASSERT_EQ(speak("x", c.params), 0u) << c.params;
@@ -111,7 +117,7 @@ TEST_F(Driver, FormatProbe) {
 }
 
 TEST_F(Driver, ConvertPathRemovesAnEarlierOutputAndKeepsGoingOnSetParamFailure) {
-  write_text(out(), "earlier");
+  write_file(out(), "earlier");
   scripted::fail(scripted::Op::SetParam, 0x80000005u);
   EXPECT_EQ(speak("x", "5=101"), 0u);
   EXPECT_FALSE(exists(out()));
@@ -134,6 +140,7 @@ TEST_F(Driver, OutputNameLimit) {
       {256, "5=101", ERR_OPEN_FILE}, {5000, nullptr, ERR_OPEN_FILE},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.length);
     scripted::reset();
     std::string name = base + std::string(c.length - base.size(), 'n');
     EXPECT_EQ(Talvern_Impl("x", false, name.c_str(), nullptr, nullptr, c.params, nullptr), c.want)

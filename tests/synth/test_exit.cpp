@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "synth/tavn.h"
-#include "test_util.h"
+#include "tests/support/test_support.h"
 
 namespace {
 
@@ -41,20 +41,20 @@ constexpr int kThreads = 4;
 }
 
 TEST(Exit, WhileRequestsRunOnOtherThreads) {
-  TempDir dir;
+  Temp_Dir dir;
   ASSERT_EQ(chdir(dir.path().c_str()), 0);
-  write_text("tavn.cfg", "[logger]\nlevel = all\nmaxsize = 40960\n");
+  write_file("tavn.cfg", "[logger]\nlevel = all\nmaxsize = 40960\n");
   for (int run = 0; run < kRuns; ++run) {
     pid_t pid = fork();
     if (pid == 0) exit_while_requests_run(1000 + (run % 10) * 2000);
     int status = 0;
     ASSERT_EQ(waitpid(pid, &status, 0), pid);
     ASSERT_TRUE(WIFEXITED(status)) << "run " << run << ": signal " << WTERMSIG(status);
-    ASSERT_EQ(WEXITSTATUS(status), 0) << "run " << run << "\n" << slurp("stderr.txt");
-    ASSERT_EQ(slurp("stderr.txt"), "") << "run " << run;
+    ASSERT_EQ(WEXITSTATUS(status), 0) << "run " << run << "\n" << read_file("stderr.txt");
+    ASSERT_EQ(read_file("stderr.txt"), "") << "run " << run;
   }
   // The last run's log ends with its tail block: nothing was written after it.
-  const std::string log = slurp("tavn.log");
+  const std::string log = read_file("tavn.log");
   const size_t tail = log.rfind("\tTalvern Logging End-Time: ");
   ASSERT_NE(tail, std::string::npos);
   EXPECT_EQ(log.find('[', tail), std::string::npos);

@@ -13,7 +13,7 @@
 #include "synth/tavn.hpp"
 #include "synth/tavn_logger.h"
 #include "synth/tts_module.h"
-#include "test_util.h"
+#include "tests/support/test_support.h"
 
 namespace {
 
@@ -23,11 +23,11 @@ class FrontLog : public ::testing::Test {
  protected:
   void SetUp() override {
     ASSERT_EQ(chdir(dir_.path().c_str()), 0);
-    write_text("tavn.cfg", "[logger]\nlevel = all\nflush = 1\n");
+    write_file("tavn.cfg", "[logger]\nlevel = all\nflush = 1\n");
     scripted::reset();
   }
-  std::string log() const { return slurp(dir_.file("tavn.log")); }
-  TempDir dir_;
+  std::string log() const { return read_file(dir_.file("tavn.log")); }
+  Temp_Dir dir_;
 };
 
 TEST_F(FrontLog, NarrowEntryTracesAndClosingRecords) {
@@ -118,8 +118,10 @@ TEST_F(FrontLog, DriverMessagesCarryTheirCodes) {
            "ConvertToNMSVceFile failed, errcode 0xffffffff.\n",
            "Input text size is bigger than max input size.",
            "TTSConnect() function return errcode 0x80005555.",
-           "The buffer size for saving synch information  is too small"})
+           "The buffer size for saving synch information  is too small"}) {
+    SCOPED_TRACE(message);
     EXPECT_EQ(count(s, message), 1u) << message;
+  }
   EXPECT_EQ(count(s, "[WAN]"), 2u);
 }
 
@@ -143,11 +145,11 @@ TEST_F(FrontLog, FailedEngineStartAndTheExitHook) {
   size_t tail = s.rfind("\tTalvern Logging End-Time");
   ASSERT_NE(tail, std::string::npos);
   EXPECT_EQ(s.find("TalvernSynth | leave.", tail), std::string::npos);  // nothing after the tail
-  EXPECT_EQ(slurp(dir_.file("uninit.mark")), "uninitialize\n");
+  EXPECT_EQ(read_file(dir_.file("uninit.mark")), "uninitialize\n");
 }
 
 TEST_F(FrontLog, DefaultLevelWritesOnlyErrorsAndWarnings) {
-  write_text("tavn.cfg", "[logger]\nflush = 1\n");
+  write_file("tavn.cfg", "[logger]\nflush = 1\n");
   ASSERT_EQ(TalvernSynth("x", false, "a.wav", nullptr, nullptr, nullptr), 0u);
   ASSERT_EQ(TalvernSynth("", false, "a.wav", nullptr, nullptr, nullptr), ERR_EMPTY_INPUT);
   std::string s = log();

@@ -16,7 +16,7 @@
 
 #include "engines/scripted/scripted_engine.h"
 #include "synth/tavn.h"
-#include "test_util.h"
+#include "tests/support/test_support.h"
 
 namespace {
 
@@ -87,16 +87,17 @@ class LogStress : public ::testing::Test {
     }
     return out;
   }
-  TempDir dir_;
+  Temp_Dir dir_;
 };
 
 // Narrow and wide entries alike (the wide one converts under a process-wide
 // locale switch on every thread).
 TEST_F(LogStress, EveryRecordOnceAndWhole) {
   for (bool wide : {false, true}) {
-    write_text("tavn.cfg", "[logger]\nlevel = all\nmaxsize = 100000000\n");
+    SCOPED_TRACE(wide);
+    write_file("tavn.cfg", "[logger]\nlevel = all\nmaxsize = 100000000\n");
     ASSERT_EQ(run_requests(wide), 0);
-    std::string log = slurp("tavn.log");
+    std::string log = read_file("tavn.log");
     EXPECT_EQ(first_torn_line(log), "");
     EXPECT_EQ(count(log, wide ? "TalvernSynthW | leave." : "TalvernSynth | leave."),
               static_cast<size_t>(kThreads * kRequests));
@@ -115,12 +116,12 @@ TEST_F(LogStress, EveryRecordOnceAndWhole) {
 }
 
 TEST_F(LogStress, RotationUnderLoad) {
-  write_text("tavn.cfg", "[logger]\nlevel = all\nmaxsize = 40960\nmaxcount = 5\n");
+  write_file("tavn.cfg", "[logger]\nlevel = all\nmaxsize = 40960\nmaxcount = 5\n");
   ASSERT_EQ(run_requests(), 0);
   std::vector<std::string> files = logs();
   EXPECT_GE(files.size(), 2u);  // it did rotate
   for (const std::string& f : files) {
-    std::string text = slurp(f);
+    std::string text = read_file(f);
     EXPECT_EQ(first_torn_line(text), "") << f;
     // At most one record and the tail block past the limit.
     EXPECT_LE(text.size(), 40960u + 512u + 400u) << f;

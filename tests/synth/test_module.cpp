@@ -13,7 +13,7 @@
 #include "synth/result_codes.h"
 #include "synth/tavn.hpp"
 #include "synth/tts_module.h"
-#include "test_util.h"
+#include "tests/support/test_support.h"
 
 namespace {
 
@@ -34,7 +34,7 @@ bool correct_file(const std::string& path) {
 
 // Runs first in this process: nothing has started the module yet.
 TEST(Module, StartUpRetriedAfterAThrowThenRunOnceForManyThreads) {
-  TempDir dir;
+  Temp_Dir dir;
   std::string out = dir.file("m.wav");
   TTSModule::set_logger_opener(throwing_opener);
   EXPECT_THROW(Talvern_Impl("x", false, out.c_str(), nullptr, nullptr, nullptr, nullptr),

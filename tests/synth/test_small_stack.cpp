@@ -14,7 +14,7 @@
 #include "engines/scripted/scripted_engine.h"
 #include "synth/result_codes.h"
 #include "synth/tavn.h"
-#include "test_util.h"
+#include "tests/support/test_support.h"
 
 namespace {
 
@@ -40,11 +40,11 @@ void* requests(void*) {
 
 // Runs requests() on a kStack thread in a child working in `dir` with
 // `cfg` as its configuration; the console goes to "console.txt".
-int child_status(const TempDir& dir, const std::string& cfg) {
+int child_status(const Temp_Dir& dir, const std::string& cfg) {
   pid_t pid = fork();
   if (pid == 0) {
     if (chdir(dir.path().c_str()) != 0) _exit(2);
-    write_text("tavn.cfg", cfg);
+    write_file("tavn.cfg", cfg);
     const int out = open("console.txt", O_WRONLY | O_CREAT | O_TRUNC, 0644);
     dup2(out, 1);
     pthread_attr_t attr;
@@ -74,9 +74,10 @@ TEST(SmallStack, WholeRequestsUnderEveryLoggerSetting) {
       {"charset = 0\noutput = 2\nstyle = none\n", false, false},
   };
   for (const Case& c : cases) {
-    TempDir dir;
+    SCOPED_TRACE(c.cfg);
+    Temp_Dir dir;
     ASSERT_EQ(child_status(dir, std::string("[logger]\nlevel = all\n") + c.cfg), 0) << c.cfg;
-    const std::string log = slurp(dir.file(c.file ? "tavn.log" : "console.txt"));
+    const std::string log = read_file(dir.file(c.file ? "tavn.log" : "console.txt"));
     EXPECT_GE(count(log, "complete successfully!"), 3u) << c.cfg;
     EXPECT_EQ(count(log, "Cannot open text file missing.txt for read."), c.rotates ? 0u : 1u) << c.cfg;
   }

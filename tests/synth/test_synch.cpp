@@ -11,7 +11,7 @@
 #include "engines/scripted/scripted_engine.h"
 #include "synth/result_codes.h"
 #include "synth/tavn.hpp"
-#include "test_util.h"
+#include "tests/support/test_support.h"
 
 namespace {
 
@@ -50,6 +50,7 @@ TEST(WriteSynch, CapacityRules) {
       {0, -1, "", -1, 0, ""},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.used << "/" << c.capacity);
     char buf[16] = "xxxxxxxxxx";
     char* p = buf;
     extra_param_f rec{0, "", "", &p, c.used, c.capacity};
@@ -79,7 +80,7 @@ class Synch : public ::testing::Test {
   }
   std::string text() const { return std::string(buf_.c_str()); }
   std::string out() const { return dir_.file("s.wav"); }
-  TempDir dir_;
+  Temp_Dir dir_;
   std::string buf_;
 };
 
@@ -106,6 +107,7 @@ TEST_F(Synch, TimesAndRecords) {
        first("Hello.") + next("0.003125", "Again.")},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
     ASSERT_EQ(run(t, c.pieces), 0u) << c.name;
     EXPECT_EQ(text(), head("http://m/a", out()) + c.body + kTail) << c.name;
   }
@@ -113,6 +115,7 @@ TEST_F(Synch, TimesAndRecords) {
 
 TEST_F(Synch, FormatWithoutBitRatePrintsInfinityOrNan) {
   for (uint32_t fmt : {0u, 23u, 200u}) {
+    SCOPED_TRACE(fmt);
     scripted::set_format(true, fmt);
     ASSERT_EQ(run("One. Two. Six.", {sentence(320, 5, 9), sentence(320, 10, 14, 0)}), 0u);
     std::string s = text();
@@ -141,6 +144,7 @@ TEST_F(Synch, CapacityTooSmallEmptiesTheText) {
   struct Case { int capacity; int synth_calls; } cases[] = {
       {head_length - 1, 0}, {head_length, 1}, {full - 1, 1}};
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.capacity);
     scripted::reset();
     scripted::set_format(true, 4);
     EXPECT_EQ(run("A. B.", script, c.capacity, "u"), ERR_SYNCH_BUFFER) << c.capacity;

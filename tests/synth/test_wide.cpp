@@ -9,14 +9,14 @@
 
 #include "engines/scripted/scripted_engine.h"
 #include "synth/tavn.hpp"
-#include "test_util.h"
+#include "tests/support/test_support.h"
 
 namespace {
 
 class Wide : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    locales_ = new TempDir;
+    locales_ = new Temp_Dir;
     std::string cmd = "localedef -i zh_CN -f GBK '" + locales_->file("chs") + "' 2>/dev/null";
     have_chs_ = std::system(cmd.c_str()) != -1 && exists(locales_->file("chs"));
   }
@@ -30,11 +30,11 @@ class Wide : public ::testing::Test {
   void use_chs(bool on) {
     setenv("LOCPATH", on ? locales_->path().c_str() : empty_.path().c_str(), 1);
   }
-  static TempDir* locales_;
+  static Temp_Dir* locales_;
   static bool have_chs_;
-  TempDir dir_, empty_;
+  Temp_Dir dir_, empty_;
 };
-TempDir* Wide::locales_ = nullptr;
+Temp_Dir* Wide::locales_ = nullptr;
 bool Wide::have_chs_ = false;
 
 std::wstring widen(const std::string& ascii) { return std::wstring(ascii.begin(), ascii.end()); }
