@@ -17,6 +17,8 @@
 #include <stdint.h>
 #include <wchar.h>
 
+/* One aligned row per code. */
+/* clang-format off */
 #define TAVN_ERR_EXCEPTION        0x80650002u /* an exception left the request (TalvernSynth, TalvernSynthW) */
 #define TAVN_ERR_EMPTY_INPUT      0x80650006u /* text or output name empty, or the text file empty */
 #define TAVN_ERR_NO_MEMORY        0x80650201u /* a buffer could not be allocated */
@@ -24,6 +26,7 @@
 #define TAVN_ERR_SYNCH_BUFFER     0x80650209u /* the caller's synch buffer is too small */
 #define TAVN_ERR_OPEN_FILE        0x80650301u /* text file unreadable or output file unwritable */
 #define TAVN_ERR_OUTPUT_TOO_SHORT 0x80650306u /* under 200 audio bytes written and no synch text asked for */
+/* clang-format on */
 
 #if defined(__GNUC__)
 #define TAVN_EXPORT __attribute__((visibility("default")))

@@ -7,7 +7,8 @@
 
 // Library headers last: spandsp's define math helpers of their own.
 #include <soxr.h>
-#include <spandsp/telephony.h>
+#include <spandsp/telephony.h>  // first: the other spandsp headers use its types
+
 #include <spandsp/bit_operations.h>
 #include <spandsp/g711.h>
 #include <spandsp/g726.h>

@@ -25,6 +25,8 @@ size_t match_any(std::string_view t, size_t i, const char* const (&marks)[N]) {
 const char* const kSpaces[] = {" ", "\t", "\n", "\r", "\f", "\v", "\xE3\x80\x80"};
 const char* const kStops[] = {".", "!", "?"};
 const char* const kWideStops[] = {"\xE3\x80\x82", "\xEF\xBC\x81", "\xEF\xBC\x9F"};  // 。！？
+// One row per script, each beside the characters it shows.
+// clang-format off
 const char* const kClosers[] = {"\"", "'", ")", "]", "}",
                                 "\xE2\x80\x9D", "\xE2\x80\x99",                   // ” ’
                                 "\xE3\x80\x8D", "\xE3\x80\x8F", "\xE3\x80\x8B",  // 」 』 》
@@ -32,6 +34,7 @@ const char* const kClosers[] = {"\"", "'", ")", "]", "}",
 const char* const kClauses[] = {",", ";", ":",
                                 "\xEF\xBC\x8C", "\xEF\xBC\x9B", "\xEF\xBC\x9A",  // ，；：
                                 "\xE3\x80\x81"};                                  // 、
+// clang-format on
 
 size_t space_len(std::string_view t, size_t i) {
   if (i < t.size() && t[i] == '\0') return 1;  // strlen would not see it in the table

@@ -9,7 +9,8 @@
 #include "synth/audio_format.h"
 
 // spandsp's headers after <cmath>: they define math helpers of their own.
-#include <spandsp/telephony.h>
+#include <spandsp/telephony.h>  // first: the other spandsp headers use its types
+
 #include <spandsp/bit_operations.h>
 #include <spandsp/g711.h>
 #include <spandsp/g726.h>
