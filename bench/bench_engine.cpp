@@ -39,7 +39,8 @@ double seconds_since(std::chrono::steady_clock::time_point t0) {
 }
 
 double cpu_seconds(const struct rusage& ru) {
-  return ru.ru_utime.tv_sec + ru.ru_stime.tv_sec + (ru.ru_utime.tv_usec + ru.ru_stime.tv_usec) / 1e6;
+  return ru.ru_utime.tv_sec + ru.ru_stime.tv_sec +
+         (ru.ru_utime.tv_usec + ru.ru_stime.tv_usec) / 1e6;
 }
 
 // Runs `child` (which returns an exit status) in a new process.
@@ -92,7 +93,8 @@ Run warm_child(const std::string& text, const std::string& wav, const std::strin
 double wave_seconds(const std::string& path) {
   std::ifstream f(path, std::ios::binary);
   unsigned char h[44];
-  if (!f.read(reinterpret_cast<char*>(h), sizeof h) || std::memcmp(h + 36, "data", 4) != 0) return 0;
+  if (!f.read(reinterpret_cast<char*>(h), sizeof h) || std::memcmp(h + 36, "data", 4) != 0)
+    return 0;
   auto get32 = [&](int at) {
     return uint32_t(h[at]) | uint32_t(h[at + 1]) << 8 | uint32_t(h[at + 2]) << 16 |
            uint32_t(h[at + 3]) << 24;
@@ -144,7 +146,8 @@ double requests_per_second(int threads, const std::string& text, const std::stri
     pool.emplace_back([&, t] {
       const std::string wav = dir + "/bench_engine_thread" + std::to_string(t) + ".wav";
       while (seconds_since(t0) < seconds) {
-        if (TalvernSynth(text.c_str(), false, wav.c_str(), "", "", params.c_str()) != 0) failed = true;
+        if (TalvernSynth(text.c_str(), false, wav.c_str(), "", "", params.c_str()) != 0)
+          failed = true;
         ++done;
       }
       std::remove(wav.c_str());
@@ -165,7 +168,8 @@ int main(int argc, char** argv) {
   const std::string voice = argc > 3 ? argv[3] : "en";
   const std::string format = argc > 4 ? argv[4] : "";
   const std::string params = "voice=" + voice + (format.empty() ? "" : ",5=" + format);
-  const std::string ours = dir + "/bench_engine_tavn.wav", theirs = dir + "/bench_engine_espeak.wav";
+  const std::string ours = dir + "/bench_engine_tavn.wav",
+                    theirs = dir + "/bench_engine_espeak.wav";
   const std::string text_file = dir + "/bench_engine_text.txt";
 
   struct Case {
@@ -184,20 +188,19 @@ int main(int argc, char** argv) {
     Run espeak, cold, warm;
     for (int i = 0; i < runs; ++i) {
       keep_best(&espeak, in_child([&] {
-                  if (voice.rfind("flite:", 0) == 0) {
-                    execlp("flite", "flite", "-voice", voice.c_str() + 6, "-f", text_file.c_str(), "-o",
-                           theirs.c_str(), static_cast<char*>(nullptr));
-                  } else {
-                    execlp("espeak-ng", "espeak-ng", "-v", voice.c_str(), "-w", theirs.c_str(), "-f",
-                           text_file.c_str(), static_cast<char*>(nullptr));
-                  }
-                  return 127;
-                }));
+        if (voice.rfind("flite:", 0) == 0) {
+          execlp("flite", "flite", "-voice", voice.c_str() + 6, "-f", text_file.c_str(), "-o",
+                 theirs.c_str(), static_cast<char*>(nullptr));
+        } else {
+          execlp("espeak-ng", "espeak-ng", "-v", voice.c_str(), "-w", theirs.c_str(), "-f",
+                 text_file.c_str(), static_cast<char*>(nullptr));
+        }
+        return 127;
+      }));
       keep_best(&cold, in_child([&] {
-                  return TalvernSynth(c.text.c_str(), false, ours.c_str(), "", "", params.c_str()) == 0
-                             ? 0
-                             : 1;
-                }));
+        return TalvernSynth(c.text.c_str(), false, ours.c_str(), "", "", params.c_str()) == 0 ? 0
+                                                                                              : 1;
+      }));
       keep_best(&warm, warm_child(c.text, ours, params));
     }
     const double audio_ours = wave_seconds(ours), audio_theirs = wave_seconds(theirs);
@@ -207,8 +210,8 @@ int main(int argc, char** argv) {
     }
     const double e_wall = espeak.wall / audio_theirs, e_cpu = espeak.cpu / audio_theirs;
     auto row = [&](const char* runner, const Run& r, double audio, bool compare) {
-      std::printf("%-6s %6zu %8.2f | %-14s %9.4f %9.4f %9.1f |", c.name, c.text.size(), audio, runner,
-                  r.wall / audio, r.cpu / audio, r.peak_kib / 1024.0);
+      std::printf("%-6s %6zu %8.2f | %-14s %9.4f %9.4f %9.1f |", c.name, c.text.size(), audio,
+                  runner, r.wall / audio, r.cpu / audio, r.peak_kib / 1024.0);
       if (compare) std::printf(" %.3f, %.3f", (r.wall / audio) / e_wall, (r.cpu / audio) / e_cpu);
       std::printf("\n");
     };
@@ -221,8 +224,10 @@ int main(int argc, char** argv) {
   double cores1 = 0, cores2 = 0;
   const double one = requests_per_second(1, paragraph, params, dir, 5, &cores1);
   const double two = requests_per_second(2, paragraph, params, dir, 5, &cores2);
-  std::printf("requests/s, %zu-byte text: 1 thread %.2f (%.2f cores busy), 2 threads %.2f (%.2f cores busy), x%.2f\n",
-              paragraph.size(), one, cores1, two, cores2, one > 0 ? two / one : 0);
+  std::printf(
+      "requests/s, %zu-byte text: 1 thread %.2f (%.2f cores busy), 2 threads %.2f (%.2f cores "
+      "busy), x%.2f\n",
+      paragraph.size(), one, cores1, two, cores2, one > 0 ? two / one : 0);
   std::remove(ours.c_str());
   std::remove(theirs.c_str());
   std::remove(text_file.c_str());

@@ -59,7 +59,9 @@ class Stopwatch {
   }
 
  private:
-  static double seconds(const timeval& tv) { return static_cast<double>(tv.tv_sec) + tv.tv_usec / 1e6; }
+  static double seconds(const timeval& tv) {
+    return static_cast<double>(tv.tv_sec) + tv.tv_usec / 1e6;
+  }
   std::chrono::steady_clock::time_point start_;
   rusage usage_;
 };
@@ -156,8 +158,9 @@ int main(int argc, char** argv) {
       s = run_spdlog(spd_path, records);
       t = run_tavn(tavn_path, records);
     }
-    printf("round %d: tavn %.3f s (user %.3f, system %.3f), spdlog %.3f s (user %.3f, system %.3f)\n",
-           round + 1, t.wall, t.user, t.sys, s.wall, s.user, s.sys);
+    printf(
+        "round %d: tavn %.3f s (user %.3f, system %.3f), spdlog %.3f s (user %.3f, system %.3f)\n",
+        round + 1, t.wall, t.user, t.sys, s.wall, s.user, s.sys);
     if (t.wall < best_tavn.wall) best_tavn = t;
     if (s.wall < best_spd.wall) best_spd = s;
   }

@@ -73,7 +73,8 @@ Figures soak(int threads, int requests) {
     pool.emplace_back([&, t] {
       const std::string out = "soak-" + std::to_string(t) + ".wav";
       for (int i = 0; i < requests; ++i) {
-        const std::string text = "Soak request " + std::to_string(t) + "-" + std::to_string(i) + ".";
+        const std::string text =
+            "Soak request " + std::to_string(t) + "-" + std::to_string(i) + ".";
         if (TalvernSynth(text.c_str(), false, out.c_str(), "c1", nullptr, "p") != 0) ++failures;
         ++done;
       }
@@ -166,7 +167,9 @@ int main(int argc, char** argv) {
   const double all = run("level = all, maxsize = 40960", "[logger]\nlevel = all\nmaxsize = 40960\n",
                          threads, requests);
   const double quiet = run("default level (errors and warnings)", "", threads, requests);
-  std::printf("level = all with rotation runs at %.2f x the requests per second of the default "
-              "level\n", all / quiet);
+  std::printf(
+      "level = all with rotation runs at %.2f x the requests per second of the default "
+      "level\n",
+      all / quiet);
   return 0;
 }

@@ -60,8 +60,8 @@ Result in_child(F work) {
 
 bool through_front_end(const std::string& out, uint64_t bytes) {
   scripted::set_stream(bytes, kPiece, 44);
-  uint32_t r = Talvern_Impl("Benchmark text.", false, out.c_str(), nullptr, nullptr, nullptr,
-                            nullptr);
+  uint32_t r =
+      Talvern_Impl("Benchmark text.", false, out.c_str(), nullptr, nullptr, nullptr, nullptr);
   if (r != 0) std::fprintf(stderr, "Talvern_Impl: 0x%08x\n", r);
   return r == 0;
 }
@@ -90,7 +90,8 @@ int main(int argc, char** argv) {
   std::string out = dir + "/tavn-bench.wav";
   const uint64_t sizes[] = {100ull << 20, static_cast<uint64_t>(gib * (1ull << 30))};
 
-  std::printf("%-12s %-14s %10s %12s %12s\n", "audio", "writer", "seconds", "MiB/s", "peak RSS KiB");
+  std::printf("%-12s %-14s %10s %12s %12s\n", "audio", "writer", "seconds", "MiB/s",
+              "peak RSS KiB");
   for (uint64_t bytes : sizes) {
     double mib = static_cast<double>(bytes) / (1 << 20);
     Result plain = in_child([&] { return plain_fwrite(out, bytes); });

@@ -51,7 +51,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const bool m = KAVRI_LOG::match_string_i(&pattern[0], text.c_str());
   check(pattern == before);
   if (m) check(full_match(pattern.c_str(), text.c_str()));
-  if (pattern.find_first_of("*?") == std::string::npos) check(m == (std::strcmp(pattern.c_str(), text.c_str()) == 0));
+  if (pattern.find_first_of("*?") == std::string::npos)
+    check(m == (std::strcmp(pattern.c_str(), text.c_str()) == 0));
   check_normalisers(pattern);
   check_normalisers(text);
   return 0;

@@ -18,7 +18,8 @@ inline void check(bool ok) {
 inline std::pair<std::string, std::string> split_input(const uint8_t* data, size_t size) {
   const std::string in(reinterpret_cast<const char*>(data), size);
   const size_t nl = in.find('\n');
-  return nl == std::string::npos ? std::make_pair(in, std::string()) : std::make_pair(in.substr(0, nl), in.substr(nl + 1));
+  return nl == std::string::npos ? std::make_pair(in, std::string())
+                                 : std::make_pair(in.substr(0, nl), in.substr(nl + 1));
 }
 
 // A directory made once per process and removed at exit; the path ends in
@@ -27,7 +28,8 @@ inline const std::string& fuzz_tmp_make() {
   static std::string dir;
   if (dir.empty()) {
     const char* base = getenv("TMPDIR");
-    std::string tmpl = std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/tavn-fuzz-XXXXXX";
+    std::string tmpl =
+        std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/tavn-fuzz-XXXXXX";
     if (mkdtemp(&tmpl[0]) == nullptr) abort();
     dir = tmpl + "/";
     atexit([] {

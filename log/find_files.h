@@ -33,8 +33,7 @@ namespace KAVRI_LOG {
 // The pattern is matched on a private copy, so `pattern` is only read.  No
 // locks; safe to call from several threads with distinct lists.  May throw
 // std::bad_alloc.
-int find_files(const char* dir, const char* pattern, std::list<std::string>& found,
-               bool recursive);
+int find_files(const char* dir, const char* pattern, std::list<std::string>& found, bool recursive);
 
 }  // namespace KAVRI_LOG
 

@@ -8,6 +8,7 @@
 
 #include <sys/types.h>
 
-static_assert(sizeof(off_t) == 8, "file offsets must be 64 bits wide: compile with -D_FILE_OFFSET_BITS=64");
+static_assert(sizeof(off_t) == 8,
+              "file offsets must be 64 bits wide: compile with -D_FILE_OFFSET_BITS=64");
 
 #endif  // TAVN_LOG_LARGE_FILE_H_

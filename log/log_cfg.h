@@ -73,28 +73,28 @@ class Log_Cfg_T : public BASE {
   // be read keep their values.  Always returns 0.
   int read_config(const char* section, const char* file);
 
-  std::string file_name_ = "kavri.log";      // log file; relative names resolved at start-up
+  std::string file_name_ = "kavri.log";        // log file; relative names resolved at start-up
   std::string title_ = "Running Information";  // title in the log file's head
-  uint32_t max_size_ = 10485760;             // size limit of one log file, bytes
-  int max_count_ = 20;                       // backups kept by rotation
-  bool overwrite_ = false;                   // rotation empties the file instead of backing up
-  int output_ = 1;                           // bit 1: log file, bit 2: standard output; 0: off
-  int level_ = 7;                            // LOG_LEVEL mask written to the file
-  int style_ = 255;                          // record prefix parts
-  int filter_ = -1;                          // subject bits let through
-  bool flush_always_ = false;                // flush after every record
-  bool has_head_ = true;                     // head and tail blocks around a run
-  void* module_ = nullptr;                   // owning module's handle; not owned
-  std::vector<std::string> include;          // subject names to include
-  std::vector<std::string> exclude;          // subject names to exclude
-  std::string cfg_file_;                     // configuration file path
-  std::string section = "logger";            // its section
-  int32_t cfg_mtime = 0;                     // its mtime when last read; 0 when absent
-  int mode_ = 0;                             // handed to the output object's open()
-  uint32_t encrypt_key = 0;                  // XOR key; low 8 bits used when non-zero
-  std::string locale_ = ".ACP";              // locale for wide-text conversion
-  int console_level_ = level_;               // LOG_LEVEL mask echoed to the console
-  uint32_t charset_ = 0;                     // 0 as written, 1 narrow, 2 wide
+  uint32_t max_size_ = 10485760;               // size limit of one log file, bytes
+  int max_count_ = 20;                         // backups kept by rotation
+  bool overwrite_ = false;                     // rotation empties the file instead of backing up
+  int output_ = 1;                             // bit 1: log file, bit 2: standard output; 0: off
+  int level_ = 7;                              // LOG_LEVEL mask written to the file
+  int style_ = 255;                            // record prefix parts
+  int filter_ = -1;                            // subject bits let through
+  bool flush_always_ = false;                  // flush after every record
+  bool has_head_ = true;                       // head and tail blocks around a run
+  void* module_ = nullptr;                     // owning module's handle; not owned
+  std::vector<std::string> include;            // subject names to include
+  std::vector<std::string> exclude;            // subject names to exclude
+  std::string cfg_file_;                       // configuration file path
+  std::string section = "logger";              // its section
+  int32_t cfg_mtime = 0;                       // its mtime when last read; 0 when absent
+  int mode_ = 0;                               // handed to the output object's open()
+  uint32_t encrypt_key = 0;                    // XOR key; low 8 bits used when non-zero
+  std::string locale_ = ".ACP";                // locale for wide-text conversion
+  int console_level_ = level_;                 // LOG_LEVEL mask echoed to the console
+  uint32_t charset_ = 0;                       // 0 as written, 1 narrow, 2 wide
 };
 
 #include "log/log_cfg_read.h"

@@ -1,8 +1,8 @@
 #include "log/log_file_time.h"
 
+#include <sys/stat.h>
 #include <cstring>
 #include <ctime>
-#include <sys/stat.h>
 
 namespace KAVRI_LOG {
 
@@ -12,7 +12,8 @@ char* file_time_text(const char* path, char* buf, size_t size) {
   struct stat st;
   if (path == nullptr || path[0] == '\0' || stat(path, &st) != 0 || st.st_mtime == 0) return buf;
   struct tm parts;
-  if (localtime_r(&st.st_mtime, &parts) == nullptr || strftime(buf, size, "%Y-%m-%d %H:%M:%S", &parts) == 0) {
+  if (localtime_r(&st.st_mtime, &parts) == nullptr ||
+      strftime(buf, size, "%Y-%m-%d %H:%M:%S", &parts) == 0) {
     buf[0] = ' ';
     buf[1] = '\0';
   }

@@ -128,12 +128,12 @@ class Log_Impl_T {
   // situations (a size limit, a check time) directly; the library itself
   // reaches them only through the members above.  A test changes them only
   // while no other thread logs.
-  CFG cfg_;                      // live configuration
-  IO* io_ = nullptr;             // output object, null when none is attached
-  bool own_io_ = true;           // io_ was created here: close and delete it
-  Log_Mutex* mutex_ = nullptr;   // lock around every file operation
-  bool own_mutex_ = false;       // mutex_ was created here: close and free it
-  int32_t last_cfg_check = 0;    // time of the last configuration check
+  CFG cfg_;                     // live configuration
+  IO* io_ = nullptr;            // output object, null when none is attached
+  bool own_io_ = true;          // io_ was created here: close and delete it
+  Log_Mutex* mutex_ = nullptr;  // lock around every file operation
+  bool own_mutex_ = false;      // mutex_ was created here: close and free it
+  int32_t last_cfg_check = 0;   // time of the last configuration check
 
  private:
   // The file section of a record, under the lock: the size check (rotating
@@ -152,15 +152,19 @@ class Log_Impl_T {
   // A setting that the configuration re-check may change while records are
   // written: read and written atomically.
   template <class T>
-  static T live(const T& field) { return __atomic_load_n(&field, __ATOMIC_RELAXED); }
+  static T live(const T& field) {
+    return __atomic_load_n(&field, __ATOMIC_RELAXED);
+  }
   template <class T>
-  static void set_live(T& field, T value) { __atomic_store_n(&field, value, __ATOMIC_RELAXED); }
+  static void set_live(T& field, T value) {
+    __atomic_store_n(&field, value, __ATOMIC_RELAXED);
+  }
   // Formats and hands over one record of a level entry point.
   void log_level_v(LOG_LEVEL level, const char* fmt, va_list ap);
 };
 
 // The members' definitions: the record path and the file's life.
-#include "log/log_impl_record.h"
 #include "log/log_impl_file.h"
+#include "log/log_impl_record.h"
 
 #endif  // TAVN_LOG_LOG_IMPL_H_

@@ -39,12 +39,9 @@ int Log_Impl_T<IO, LOCK, CFG>::open(const CFG* cfg, IO* io, void* param) {
   // "skip" leaves it alone; any other name is set as it stands.
   const char* locale = cfg_.locale_.c_str();
   if (locale[0] != '\0') {
-    if (strcasecmp(locale, "null") == 0)
-      setlocale(LC_ALL, nullptr);
-    else if (strcasecmp(locale, "empty") == 0)
-      setlocale(LC_ALL, "");
-    else if (strcasecmp(locale, "skip") != 0)
-      setlocale(LC_ALL, locale);
+    if (strcasecmp(locale, "null") == 0) setlocale(LC_ALL, nullptr);
+    else if (strcasecmp(locale, "empty") == 0) setlocale(LC_ALL, "");
+    else if (strcasecmp(locale, "skip") != 0) setlocale(LC_ALL, locale);
   }
 
   if (io != nullptr && io->mutex() != nullptr) {
@@ -140,8 +137,8 @@ void Log_Impl_T<IO, LOCK, CFG>::write_head(bool created) {
            "\tModule:      %.260s %s\n"
            "\tPID: %d (0x%04x) Version: %s\n"
            "=============================================================\n",
-           cfg_.title(), created ? "Created" : "Continued", now, app_path, app_time,
-           module_path, module_time, pid, static_cast<unsigned>(pid), "");
+           cfg_.title(), created ? "Created" : "Continued", now, app_path, app_time, module_path,
+           module_time, pid, static_cast<unsigned>(pid), "");
   write_text(block);
   io_->flush();
 }
@@ -225,7 +222,8 @@ void Log_Impl_T<IO, LOCK, CFG>::flush() {
 
 template <class IO, class LOCK, class CFG>
 char* Log_Impl_T<IO, LOCK, CFG>::subject(int n, char* buf, int size) const {
-  if (buf != nullptr && size > 8) snprintf(buf, static_cast<size_t>(size), "%8x", static_cast<unsigned>(n));
+  if (buf != nullptr && size > 8)
+    snprintf(buf, static_cast<size_t>(size), "%8x", static_cast<unsigned>(n));
   return buf;
 }
 
@@ -273,8 +271,7 @@ int Log_Impl_T<IO, LOCK, CFG>::check_config() {
   // the lock back and the exception leaves the record.
   Log_Lock_Guard guard(mutex_);
   struct stat st;
-  const int32_t mtime =
-      stat(cfg_.cfg_file(), &st) == 0 ? static_cast<int32_t>(st.st_mtime) : 0;
+  const int32_t mtime = stat(cfg_.cfg_file(), &st) == 0 ? static_cast<int32_t>(st.st_mtime) : 0;
   if (mtime != cfg_.cfg_mtime) {
     cfg_.cfg_mtime = mtime;
     CFG fresh(cfg_);

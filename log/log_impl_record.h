@@ -36,15 +36,15 @@ void Log_Impl_T<IO, LOCK, CFG>::log_level_v(LOG_LEVEL level, const char* fmt, va
   log_msg_i(nullptr, level, 0, msg);
 }
 
-#define TAVN_LOG_LEVEL_ENTRY_(name, level, then_flush)        \
-  template <class IO, class LOCK, class CFG>                  \
+#define TAVN_LOG_LEVEL_ENTRY_(name, level, then_flush)         \
+  template <class IO, class LOCK, class CFG>                   \
   void Log_Impl_T<IO, LOCK, CFG>::name(const char* fmt, ...) { \
-    if (live(cfg_.output_) == 0) return;                      \
-    va_list ap;                                               \
-    va_start(ap, fmt);                                        \
-    log_level_v(level, fmt, ap);                              \
-    va_end(ap);                                               \
-    if (then_flush) flush();                                  \
+    if (live(cfg_.output_) == 0) return;                       \
+    va_list ap;                                                \
+    va_start(ap, fmt);                                         \
+    log_level_v(level, fmt, ap);                               \
+    va_end(ap);                                                \
+    if (then_flush) flush();                                   \
   }
 
 TAVN_LOG_LEVEL_ENTRY_(log_trace, LOG_LVL_TRACE, false)
@@ -139,21 +139,21 @@ void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, 
   }
   if (!line.empty()) line.append(" ");
   line.append(msg);
-  if ((style & LOG_STYLE_LINE_BREAK) && (line.empty() || (line.back() != '\n' && line.back() != '\r')))
+  if ((style & LOG_STYLE_LINE_BREAK) &&
+      (line.empty() || (line.back() != '\n' && line.back() != '\r')))
     line.append_reserved('\n');
 
   if (output & 1) {
     const int len = static_cast<int>(line.size());
-    write_record(line.data(), len, [&] { write_text(line.data()); },
-                 "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i catch exception CATCHED.");
+    write_record(
+        line.data(), len, [&] { write_text(line.data()); },
+        "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i catch exception CATCHED.");
   }
 
   // The console shows the same buffer, scrambled bytes included.
   if ((output & 2) && (level & live(cfg_.console_level_))) {
-    if (cfg_.charset_ == 2)
-      KAVRI_LOG::echo_widened(line.data());
-    else
-      KAVRI_LOG::echo_narrow(line.data());
+    if (cfg_.charset_ == 2) KAVRI_LOG::echo_widened(line.data());
+    else KAVRI_LOG::echo_narrow(line.data());
   }
 }
 
@@ -175,8 +175,8 @@ void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, 
   // could not hold it.  Without memory the record is dropped.
   KAVRI_LOG::Log_Scratch buf(KAVRI_LOG::Scratch_Kind::wide_line);
   if (buf.data() == nullptr) return;
-  Log_Line<wchar_t> line(buf.wide(),
-                         KAVRI_LOG::scratch_bytes(KAVRI_LOG::Scratch_Kind::wide_line) / sizeof(wchar_t));
+  Log_Line<wchar_t> line(
+      buf.wide(), KAVRI_LOG::scratch_bytes(KAVRI_LOG::Scratch_Kind::wide_line) / sizeof(wchar_t));
   if (style & LOG_STYLE_LINE_BREAK) line.keep_free(1);
 
   wchar_t part[200];
@@ -188,7 +188,8 @@ void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, 
     line.append(part);
   }
   if (style & LOG_STYLE_LEVEL) {
-    swprintf(part, 200, L"[%ls]", KAVRI_LOG::widen_part(level_str(level), text, KAVRI_LOG::kTimeBufSize));
+    swprintf(part, 200, L"[%ls]",
+             KAVRI_LOG::widen_part(level_str(level), text, KAVRI_LOG::kTimeBufSize));
     line.append(part);
   }
   if (style & LOG_STYLE_PROCESS) {
@@ -208,19 +209,23 @@ void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, LOG_LEVEL level, 
   }
   line.append(L" ");
   line.append(msg);
-  if ((style & LOG_STYLE_LINE_BREAK) && (line.empty() || (line.back() != L'\n' && line.back() != L'\r')))
+  if ((style & LOG_STYLE_LINE_BREAK) &&
+      (line.empty() || (line.back() != L'\n' && line.back() != L'\r')))
     line.append_reserved(L'\n');
 
   if (output & 1) {
     const int len = static_cast<int>(line.size());
-    write_record(line.data(), len, [&] {
-      if (cfg_.charset_ == 1) {
-        KAVRI_LOG::Narrow_Text narrow(line.data());
-        io_->write(narrow.c_str());
-      } else {
-        io_->write(static_cast<const wchar_t*>(line.data()));
-      }
-    }, "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i_w catch exception CATCHED.");
+    write_record(
+        line.data(), len,
+        [&] {
+          if (cfg_.charset_ == 1) {
+            KAVRI_LOG::Narrow_Text narrow(line.data());
+            io_->write(narrow.c_str());
+          } else {
+            io_->write(static_cast<const wchar_t*>(line.data()));
+          }
+        },
+        "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i_w catch exception CATCHED.");
   }
 
   if ((output & 2) && (level & live(cfg_.console_level_))) {

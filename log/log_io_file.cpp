@@ -2,14 +2,14 @@
 
 #include "log/large_file.h"
 
-#include <climits>
-#include <cerrno>
-#include <cstring>
-#include <cwchar>
 #include <fcntl.h>
 #include <stdio_ext.h>
 #include <strings.h>
 #include <unistd.h>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <cwchar>
 
 namespace {
 

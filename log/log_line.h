@@ -73,7 +73,7 @@ class Log_Line {
   static size_t bounded_length(const wchar_t* s, size_t max) { return wcsnlen(s, max); }
 
   CharT* buf_;
-  size_t end_;              // index of the last usable character slot + 1
+  size_t end_;                 // index of the last usable character slot + 1
   size_t limit_ = ~size_t{0};  // appends stop here; the rest is kept free
   size_t len_ = 0;
 };

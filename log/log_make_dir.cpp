@@ -1,8 +1,8 @@
 #include "log/log_make_dir.h"
 
-#include <cstring>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <cstring>
 
 namespace KAVRI_LOG {
 
@@ -45,10 +45,8 @@ void make_log_dir(const char* file_name) {
   if (len == 0 || is_dir(dir)) return;
 
   size_t skip = 0;
-  if (start == 2)
-    skip = 2;
-  else if (dir[1] == ':' && len > 2)
-    skip = 3;
+  if (start == 2) skip = 2;
+  else if (dir[1] == ':' && len > 2) skip = 3;
   for (size_t i = skip; i <= len; ++i) {
     if (i < len && dir[i] != '/') continue;
     if (i == 0) continue;  // the root of an absolute path

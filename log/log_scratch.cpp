@@ -63,10 +63,8 @@ Log_Scratch::Log_Scratch(Scratch_Kind kind) : kind_(kind) {
 }
 
 Log_Scratch::~Log_Scratch() {
-  if (one_off_)
-    std::free(data_);
-  else
-    tls.busy &= ~(1u << (static_cast<unsigned>(kind_) % kScratchKinds));
+  if (one_off_) std::free(data_);
+  else tls.busy &= ~(1u << (static_cast<unsigned>(kind_) % kScratchKinds));
 }
 
 }  // namespace KAVRI_LOG

@@ -1,8 +1,8 @@
 #include "log/log_time.h"
 
+#include <sys/time.h>
 #include <cstring>
 #include <ctime>
-#include <sys/time.h>
 
 namespace KAVRI_LOG {
 

@@ -28,8 +28,7 @@ bool match_string_i(char* pattern, const char* str) {
   const char* s = str;
   for (;;) {
     switch (*p) {
-      case '\0':
-        return *s == '\0';
+      case '\0': return *s == '\0';
       case '*': {
         ++p;
         if (*p == '\0') return true;

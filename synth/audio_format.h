@@ -6,11 +6,11 @@
 #include <cstdint>
 
 struct AudioFormat {
-  char name[24];             // label only; nothing looks a row up by name
-  uint32_t rate_code;        // 3 = 8 kHz, 4 = 16 kHz, 6 = 11 kHz, 8 = 6 kHz, 0 = default
-  uint32_t sample_rate;      // Hz
+  char name[24];         // label only; nothing looks a row up by name
+  uint32_t rate_code;    // 3 = 8 kHz, 4 = 16 kHz, 6 = 11 kHz, 8 = 6 kHz, 0 = default
+  uint32_t sample_rate;  // Hz
   uint32_t bits_per_sample;
-  uint32_t format_tag;       // WAVE format tag: 1 PCM, 6 A-law, 7 mu-law
+  uint32_t format_tag;  // WAVE format tag: 1 PCM, 6 A-law, 7 mu-law
 };
 static_assert(sizeof(AudioFormat) == 40, "a row is a 40-byte record");
 

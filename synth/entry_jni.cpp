@@ -14,7 +14,9 @@ std::string array_bytes(JNIEnv* env, jbyteArray array) {
   if (env->GetArrayLength(array) > 0) {
     jsize n = env->GetArrayLength(array);
     jbyte* bytes = env->GetByteArrayElements(array, nullptr);
-    if (bytes) s.assign(reinterpret_cast<const char*>(bytes), static_cast<size_t>(n));  // null: out of memory, stays empty
+    if (bytes)
+      s.assign(reinterpret_cast<const char*>(bytes),
+               static_cast<size_t>(n));  // null: out of memory, stays empty
   }
   return s;
 }

@@ -59,6 +59,6 @@ extern "C" uint32_t TalvernSynthW(const wchar_t* text, bool is_file, const wchar
   std::string n_conn1 = narrow_chs(conn_str1);
   std::string n_conn2 = narrow_chs(conn_str2);
   std::string n_params = narrow_chs(params);
-  return guarded_request(n_text.c_str(), is_file, n_out.c_str(), n_conn1.c_str(),
-                         n_conn2.c_str(), n_params.c_str());
+  return guarded_request(n_text.c_str(), is_file, n_out.c_str(), n_conn1.c_str(), n_conn2.c_str(),
+                         n_params.c_str());
 }

@@ -9,10 +9,9 @@
 
 #include "synth/tavn_logger.h"
 
-#define FRONT_LOG_(method, ...)                                   \
-  do {                                                            \
-    if (TavnLogSingleton::Use front_logger_{}; front_logger_)     \
-      front_logger_->method(__VA_ARGS__);                         \
+#define FRONT_LOG_(method, ...)                                                                   \
+  do {                                                                                            \
+    if (TavnLogSingleton::Use front_logger_{}; front_logger_) front_logger_->method(__VA_ARGS__); \
   } while (0)
 
 #define LOG_ERROR(...) FRONT_LOG_(log_error, __VA_ARGS__)

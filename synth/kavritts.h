@@ -27,14 +27,14 @@ extern "C" {
 /* Handed to TTSConnect.  The caller zeroes the whole record, then fills the
  * input fields; every byte not named here stays zero. */
 typedef struct TTSConnectRecord {
-  uint32_t record_tag;       /* in: always 0x101 */
+  uint32_t record_tag; /* in: always 0x101 */
   uint8_t reserved_4[84];
-  char params[128];          /* in: engine parameter string, zero-terminated */
-  char conn_str2[48];        /* in: second connection string, zero-terminated */
+  char params[128];   /* in: engine parameter string, zero-terminated */
+  char conn_str2[48]; /* in: second connection string, zero-terminated */
   uint8_t reserved_264[32];
-  char conn_str1[32];        /* in: first connection string, zero-terminated */
+  char conn_str1[32]; /* in: first connection string, zero-terminated */
   uint8_t reserved_328[4];
-  uint32_t error_code;       /* out: why TTSConnect failed */
+  uint32_t error_code; /* out: why TTSConnect failed */
   uint8_t reserved_336[76];
 } TTSConnectRecord;
 
@@ -43,17 +43,17 @@ typedef struct TTSConnectRecord {
  * output fields for each piece of audio. */
 typedef struct TTSSynthRecord {
   uint32_t reserved_0;
-  uint32_t text_length;      /* in: text bytes to synthesise */
-  uint32_t audio_length;     /* out: bytes in the current piece (0 = none) */
+  uint32_t text_length;  /* in: text bytes to synthesise */
+  uint32_t audio_length; /* out: bytes in the current piece (0 = none) */
   uint32_t reserved_12;
-  uint32_t status;           /* out: 1 = more pieces follow */
-  uint16_t non_audio_bytes;  /* out: bytes of the piece that carry no sound */
+  uint32_t status;          /* out: 1 = more pieces follow */
+  uint16_t non_audio_bytes; /* out: bytes of the piece that carry no sound */
   uint16_t reserved_22;
-  uint32_t sentence_begin;   /* out: text offset where the piece's sentence begins */
-  uint32_t sentence_end;     /* out: text offset just past that sentence */
+  uint32_t sentence_begin; /* out: text offset where the piece's sentence begins */
+  uint32_t sentence_end;   /* out: text offset just past that sentence */
   uint32_t reserved_32;
-  const char* text;          /* in: zero-terminated, text_length bytes */
-  const uint8_t* audio;      /* out: valid until the next call on this handle */
+  const char* text;     /* in: zero-terminated, text_length bytes */
+  const uint8_t* audio; /* out: valid until the next call on this handle */
   uint8_t reserved_tail[8];
 } TTSSynthRecord;
 

@@ -17,10 +17,10 @@
 
 namespace {
 
-constexpr size_t kMaxText = 65536;          // text bytes used; longer input is cut
-constexpr size_t kTextBuffer = 65546;       // text plus terminator, with slack
-constexpr size_t kOutNameBuffer = 260;      // effective output file name
-constexpr uint32_t kConvertFormat = 3;      // TTS_ADF_PCM8K16B1C, for the converter
+constexpr size_t kMaxText = 65536;      // text bytes used; longer input is cut
+constexpr size_t kTextBuffer = 65546;   // text plus terminator, with slack
+constexpr size_t kOutNameBuffer = 260;  // effective output file name
+constexpr uint32_t kConvertFormat = 3;  // TTS_ADF_PCM8K16B1C, for the converter
 constexpr const char* kEngineName = "libkavritts.so";
 
 // Copies at most cap - 1 characters of src (when not null) into the zeroed
@@ -88,9 +88,8 @@ uint32_t load_text(const char* text, bool is_file, char* buf, size_t* length) {
 
 int ConvertToNMSVceFile(const char*, const char*, int) { return -1; }
 
-uint32_t Talvern_Impl(const char* text, bool is_file, const char* out_file,
-                      const char* conn_str1, const char* conn_str2, const char* params,
-                      void* synch) {
+uint32_t Talvern_Impl(const char* text, bool is_file, const char* out_file, const char* conn_str1,
+                      const char* conn_str2, const char* params, void* synch) {
   if (uint32_t init = TTSModule::start())
     LOG_ERROR("Cannot load %s TTS module, errcode=0x%08x.", kEngineName, init);
 
@@ -163,7 +162,8 @@ uint32_t Talvern_Impl(const char* text, bool is_file, const char* out_file,
     // result 0 and neither file present.
     unlink(out_file);
     int c = ConvertToNMSVceFile(name, out_file, static_cast<int>(format));
-    if (c != 0) LOG_ERROR("ConvertToNMSVceFile failed, errcode 0x%08x.\n", static_cast<unsigned>(c));
+    if (c != 0)
+      LOG_ERROR("ConvertToNMSVceFile failed, errcode 0x%08x.\n", static_cast<unsigned>(c));
     unlink(name);
   }
   LOG_VERBOSE("Successfully disconnect from TTS engine.");

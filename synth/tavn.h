@@ -44,7 +44,7 @@ extern "C" {
  * be null.  Writes "enter"/"leave" traces and a closing record to the log;
  * an exception inside the request becomes TAVN_ERR_EXCEPTION. */
 TAVN_EXPORT uint32_t TalvernSynth(const char* text, bool is_file, const char* out_file,
-                      const char* conn_str1, const char* conn_str2, const char* params);
+                                  const char* conn_str1, const char* conn_str2, const char* params);
 
 /* As TalvernSynth, with wide strings.  Each string is converted to multibyte
  * text under the locale "chs" (a double-byte Chinese locale, when installed;
@@ -52,16 +52,16 @@ TAVN_EXPORT uint32_t TalvernSynth(const char* text, bool is_file, const char* ou
  * the length of each conversion.  A null pointer is not a result code: the
  * C++ exception std::logic_error leaves the call. */
 TAVN_EXPORT uint32_t TalvernSynthW(const wchar_t* text, bool is_file, const wchar_t* out_file,
-                       const wchar_t* conn_str1, const wchar_t* conn_str2,
-                       const wchar_t* params);
+                                   const wchar_t* conn_str1, const wchar_t* conn_str2,
+                                   const wchar_t* params);
 
 /* As TalvernSynth, and also writes the sentence-timing ("synch") text into
  * the caller's buffer *synch_buf, whose capacity synch_size must be one less
  * than its size (the terminator may land one past it).  out_file and
  * media_url must not be null.  No log traces; exceptions are not caught. */
 TAVN_EXPORT uint32_t TavnSynthSyn(const char* text, bool is_file, const char* out_file,
-                      const char* conn_str1, const char* conn_str2, const char* params,
-                      const char* media_url, char** synch_buf, int synch_size);
+                                  const char* conn_str1, const char* conn_str2, const char* params,
+                                  const char* media_url, char** synch_buf, int synch_size);
 
 #ifdef TAVN_WANT_JNI
 #include <jni.h>

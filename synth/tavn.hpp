@@ -11,12 +11,12 @@
 // The caller's sentence-timing record.  The record and the buffer belong to
 // the caller; the library only appends to *buffer.
 struct extra_param_f {
-  int synch_mode;              // 0: produce the synch text; any other value: none
-  std::string media_url;       // written after MediaUrl in the head
-  std::string absolute_path;   // written after AbsolutePath in the head
-  char** buffer;               // the text goes to the characters *buffer points at
-  int used;                    // characters appended so far
-  int capacity;                // the largest value `used` may reach
+  int synch_mode;             // 0: produce the synch text; any other value: none
+  std::string media_url;      // written after MediaUrl in the head
+  std::string absolute_path;  // written after AbsolutePath in the head
+  char** buffer;              // the text goes to the characters *buffer points at
+  int used;                   // characters appended so far
+  int capacity;               // the largest value `used` may reach
 };
 
 // Appends `text` to rec's buffer.  `used` grows by strlen(text) before the
@@ -31,8 +31,8 @@ TAVN_EXPORT int write_synch(extra_param_f* rec, const char* text);
 // `synch` is null or an extra_param_f*.  Returns 0, a TAVN_ERR_* code or the
 // engine's result.  Reentrant; exceptions (allocation, logger) propagate.
 TAVN_EXPORT uint32_t Talvern_Impl(const char* text, bool is_file, const char* out_file,
-                      const char* conn_str1, const char* conn_str2, const char* params,
-                      void* synch);
+                                  const char* conn_str1, const char* conn_str2, const char* params,
+                                  void* synch);
 
 // Format converter hook of the driver's ".tmp" path: not part of this
 // library, so it ignores its arguments and always returns -1.

@@ -25,7 +25,8 @@ bool all_digits(const std::string& s) {
 bool plain_item(const std::string& s) {
   if (s.empty()) return false;
   for (char c : s) {
-    if (c == ',' || c == ';' || c == '=' || std::isspace(static_cast<unsigned char>(c))) return false;
+    if (c == ',' || c == ';' || c == '=' || std::isspace(static_cast<unsigned char>(c)))
+      return false;
   }
   return true;
 }
@@ -58,7 +59,9 @@ uint32_t requested_format(const SayOptions& o) {
   if (at == std::string::npos) return 0;
   uint32_t v = 0;
   // Nine digits at most, as no format number is longer.
-  for (size_t i = at + 2; i < o.params.size() && i < at + 11 && std::isdigit(static_cast<unsigned char>(o.params[i])); ++i)
+  for (size_t i = at + 2;
+       i < o.params.size() && i < at + 11 && std::isdigit(static_cast<unsigned char>(o.params[i]));
+       ++i)
     v = v * 10 + static_cast<uint32_t>(o.params[i] - '0');
   return v;
 }
@@ -166,8 +169,8 @@ std::string parse_say_options(int argc, const char* const* argv, SayOptions* out
         return "--format needs a format number (0-30, 101-104) or name; see --help";
       out->has_format = true;
     } else if (arg == "--voice" || arg == "--rate" || arg == "--pitch" || arg == "--volume") {
-      std::string* dst = arg == "--voice" ? &out->voice
-                         : arg == "--rate" ? &out->rate
+      std::string* dst = arg == "--voice"   ? &out->voice
+                         : arg == "--rate"  ? &out->rate
                          : arg == "--pitch" ? &out->pitch
                                             : &out->volume;
       if (!take(dst) || !plain_item(*dst))

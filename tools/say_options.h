@@ -19,13 +19,13 @@ struct SayOptions {
   bool list_voices = false;  // --voices: list the installed voices and stop
   std::string text;          // the words joined by blanks, or the -f file name
   bool is_file = false;
-  bool text_from_stdin = false;  // -f -, or no TEXT with a pipe or file on standard input
+  bool text_from_stdin = false;      // -f -, or no TEXT with a pipe or file on standard input
   std::string out = "tavn-say.wav";  // "-": standard output
   bool has_format = false;
   uint32_t format = 0;
   std::string voice, rate, pitch, volume;  // empty: the engine's default
   bool synch = false;
-  std::string synch_file;    // empty: print the synch text
+  std::string synch_file;  // empty: print the synch text
   std::string media_url;
   std::string conn1, conn2, params;
   std::string marks_format;  // "json", "srt", "vtt"; empty: no speech marks

@@ -25,8 +25,11 @@ std::string valid_utf8(const std::string& s) {
   std::string out;
   for (size_t i = 0; i < s.size();) {
     const unsigned char c = static_cast<unsigned char>(s[i]);
-    size_t n = c < 0x80 ? 1 : (c >> 5) == 0x6 && c >= 0xc2 ? 2 : (c >> 4) == 0xe ? 3
-               : c >= 0xf0 && c <= 0xf4 ? 4 : 0;
+    size_t n = c < 0x80                       ? 1
+               : (c >> 5) == 0x6 && c >= 0xc2 ? 2
+               : (c >> 4) == 0xe              ? 3
+               : c >= 0xf0 && c <= 0xf4       ? 4
+                                              : 0;
     for (size_t k = 1; k < n; ++k) {
       if (i + k >= s.size() || (static_cast<unsigned char>(s[i + k]) & 0xc0) != 0x80) n = 0;
     }
@@ -81,15 +84,16 @@ std::string cue_text(const std::string& s, bool vtt) {
 
 std::string clock(int64_t ms, char decimal) {
   char buf[48];
-  std::snprintf(buf, sizeof buf, "%02lld:%02lld:%02lld%c%03lld", static_cast<long long>(ms / 3600000),
-                static_cast<long long>(ms / 60000 % 60), static_cast<long long>(ms / 1000 % 60),
-                decimal, static_cast<long long>(ms % 1000));
+  std::snprintf(buf, sizeof buf, "%02lld:%02lld:%02lld%c%03lld",
+                static_cast<long long>(ms / 3600000), static_cast<long long>(ms / 60000 % 60),
+                static_cast<long long>(ms / 1000 % 60), decimal, static_cast<long long>(ms % 1000));
   return buf;
 }
 
 uint32_t le32(const std::string& s, size_t pos) {
   uint32_t v = 0;
-  for (int k = 3; k >= 0; --k) v = v << 8 | static_cast<unsigned char>(s[pos + static_cast<size_t>(k)]);
+  for (int k = 3; k >= 0; --k)
+    v = v << 8 | static_cast<unsigned char>(s[pos + static_cast<size_t>(k)]);
   return v;
 }
 
@@ -116,8 +120,8 @@ bool read_synch_sentences(const std::string& synch, const std::string& media_url
     const size_t next = synch.find(kNextRecord, pos);
     const size_t tail = synch.size() - std::strlen(kLastRecord);
     const size_t text_end = next != std::string::npos ? next : tail;
-    if (next == std::string::npos &&
-        (synch.size() < pos + std::strlen(kLastRecord) || synch.compare(tail, std::string::npos, kLastRecord) != 0))
+    if (next == std::string::npos && (synch.size() < pos + std::strlen(kLastRecord) ||
+                                      synch.compare(tail, std::string::npos, kLastRecord) != 0))
       return false;
     out->push_back({std::strtod(time.c_str(), nullptr), synch.substr(pos, text_end - pos)});
     if (next == std::string::npos) return true;
@@ -168,9 +172,9 @@ std::string format_marks(const std::vector<SpeechMark>& marks, MarksFormat forma
   for (size_t i = 0; i < marks.size(); ++i) {
     const SpeechMark& m = marks[i];
     if (format == MarksFormat::kJson) {
-      out += "{\"time\":" + std::to_string(m.time_ms) + ",\"type\":\"sentence\",\"start\":" +
-             std::to_string(m.start) + ",\"end\":" + std::to_string(m.end) +
-             ",\"value\":" + json_string(m.value) + "}\n";
+      out += "{\"time\":" + std::to_string(m.time_ms) +
+             ",\"type\":\"sentence\",\"start\":" + std::to_string(m.start) +
+             ",\"end\":" + std::to_string(m.end) + ",\"value\":" + json_string(m.value) + "}\n";
     } else {
       const bool vtt = format == MarksFormat::kVtt;
       const char decimal = vtt ? '.' : ',';
@@ -196,7 +200,8 @@ int64_t audio_length_ms(const std::string& path, uint32_t format) {
     uint32_t byte_rate = 0;
     for (size_t pos = 12; pos + 8 <= head.size();) {
       const uint32_t length = le32(head, pos + 4);
-      if (head.compare(pos, 4, "fmt ") == 0 && pos + 16 <= head.size()) byte_rate = le32(head, pos + 16);
+      if (head.compare(pos, 4, "fmt ") == 0 && pos + 16 <= head.size())
+        byte_rate = le32(head, pos + 16);
       if (head.compare(pos, 4, "data") == 0) {
         if (byte_rate == 0) return -1;
         const int64_t in_file = size - static_cast<int64_t>(pos + 8);

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "log/large_file.h"
 #include "engines/espeak/voice_list.h"
+#include "log/large_file.h"
 #include "synth/audio_format.h"
 #include "synth/kavritts.h"
 #include "synth/tavn.h"
@@ -151,7 +151,9 @@ bool write_all(int fd, const char* p, size_t n) {
 
 // Writes `text` to the file `name`, or to standard output when `name` is empty.
 bool write_text(const std::string& name, const std::string& text) {
-  if (name.empty()) return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+  if (name.empty())
+    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() &&
+           std::fflush(stdout) == 0;
   FILE* f = std::fopen(name.c_str(), "wb");
   if (f == nullptr) return false;
   const bool ok = std::fwrite(text.data(), 1, text.size(), f) == text.size();
@@ -164,8 +166,9 @@ uint32_t speak_with_synch(const SayOptions& o, const std::string& out, const std
   const size_t capacity = synch_capacity(text_bytes(o));
   std::vector<char> buffer(capacity + 1, '\0');  // the terminator may land one past capacity
   char* p = buffer.data();
-  const uint32_t r = TavnSynthSyn(o.text.c_str(), o.is_file, out.c_str(), o.conn1.c_str(), o.conn2.c_str(),
-                                  params.c_str(), o.media_url.c_str(), &p, static_cast<int>(capacity));
+  const uint32_t r =
+      TavnSynthSyn(o.text.c_str(), o.is_file, out.c_str(), o.conn1.c_str(), o.conn2.c_str(),
+                   params.c_str(), o.media_url.c_str(), &p, static_cast<int>(capacity));
   *synch = buffer.data();
   return r;
 }
@@ -198,7 +201,8 @@ int write_marks(const SayOptions& o, const std::string& audio, const std::string
   MarksFormat format = MarksFormat::kJson;
   parse_marks_format(o.marks_format, &format);
   if (!write_text(o.marks_file, format_marks(make_marks(sentences, text, end_ms), format)))
-    return fail(system_error("cannot write the speech marks " + (o.marks_file.empty() ? "" : o.marks_file)));
+    return fail(system_error("cannot write the speech marks " +
+                             (o.marks_file.empty() ? "" : o.marks_file)));
   return 0;
 }
 
@@ -264,7 +268,8 @@ int main(int argc, char** argv) {
       if (status != 0) return status;
     }
   }
-  if (o.out == "-" && !copy_to_stdout(out)) return fail(system_error("cannot copy the audio to standard output"));
+  if (o.out == "-" && !copy_to_stdout(out))
+    return fail(system_error("cannot copy the audio to standard output"));
   remove_temp_files();
   return 0;
 }

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr int kSlots = 8;         // four files, each with its ".tmp" twin
+constexpr int kSlots = 8;  // four files, each with its ".tmp" twin
 constexpr size_t kNameMax = 4096;
 char g_names[kSlots][kNameMax];
 volatile sig_atomic_t g_used[kSlots];
@@ -51,7 +51,8 @@ void install_temp_file_cleanup() {
 
 std::string make_temp_file(const char* suffix) {
   const char* dir = getenv("TMPDIR");
-  std::string name = std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/tavn-say-XXXXXX" + suffix;
+  std::string name =
+      std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/tavn-say-XXXXXX" + suffix;
   // Block the signals while the file exists but is not yet registered.
   sigset_t block, old;
   sigemptyset(&block);

@@ -47,7 +47,7 @@ uint32_t AudioEncoder::start(const OutputFormat& fmt, uint32_t input_rate, Resam
   // Hz or more it folds only what lies above 8 kHz, onto 5 to 8 kHz, and keeps
   // the spectrum below 3.4 kHz within 0.05 dB; below 16000 Hz the fold would
   // land in the telephone band, so a 16-bit filter (medium rolloff) is used.
-  const unsigned long recipe = resampling == Resampling::kBest          ? SOXR_HQ
+  const unsigned long recipe = resampling == Resampling::kBest              ? SOXR_HQ
                                : fmt.sample_rate >= kQuickResamplingMinRate ? SOXR_QQ
                                                                             : SOXR_MQ;
   if (resampler_ != nullptr && (resampler_rate_ != fmt.sample_rate || input_rate_ != input_rate ||
@@ -136,7 +136,8 @@ uint32_t AudioEncoder::encode(const int16_t* samples, size_t count, std::vector<
     switch (fmt_.codec) {
       case Codec::kPcm16:
 #if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-        out->insert(out->end(), reinterpret_cast<const uint8_t*>(in), reinterpret_cast<const uint8_t*>(in + n));
+        out->insert(out->end(), reinterpret_cast<const uint8_t*>(in),
+                    reinterpret_cast<const uint8_t*>(in + n));
 #else
         out->resize(old_size + 2 * n);
         for (size_t i = 0; i < n; ++i) {
@@ -167,7 +168,7 @@ uint32_t AudioEncoder::encode(const int16_t* samples, size_t count, std::vector<
           const int len = static_cast<int>(n - at < kChunk ? n - at : kChunk);
           uint8_t* dst = out->data() + old_size + written;
           const int got = fmt_.codec == Codec::kG726 ? g726_encode(g726_, dst, in + at, len)
-                                                      : oki_adpcm_encode(oki_, dst, in + at, len);
+                                                     : oki_adpcm_encode(oki_, dst, in + at, len);
           if (got < 0) {
             out->resize(old_size);
             return ENGINE_ERR_CODEC;
@@ -180,11 +181,9 @@ uint32_t AudioEncoder::encode(const int16_t* samples, size_t count, std::vector<
         }
         break;
       }
-      case Codec::kMp3:
-        return mp3_.encode(in, n, out);
+      case Codec::kMp3: return mp3_.encode(in, n, out);
       case Codec::kAmrNb:
-      case Codec::kAmrWb:
-        return amr_.encode(in, n, out);
+      case Codec::kAmrWb: return amr_.encode(in, n, out);
     }
   } catch (const std::bad_alloc&) {
     out->resize(old_size);
@@ -196,13 +195,10 @@ uint32_t AudioEncoder::encode(const int16_t* samples, size_t count, std::vector<
 uint32_t AudioEncoder::finish(std::vector<uint8_t>* out) {
   if (!started_) return ENGINE_ERR_CODEC;
   switch (fmt_.codec) {
-    case Codec::kMp3:
-      return mp3_.finish(out);
+    case Codec::kMp3: return mp3_.finish(out);
     case Codec::kAmrNb:
-    case Codec::kAmrWb:
-      return amr_.finish(out);
-    default:
-      return 0;
+    case Codec::kAmrWb: return amr_.finish(out);
+    default: return 0;
   }
 }
 

@@ -41,7 +41,8 @@ class AudioEncoder {
   // resampling when the rates are equal).  Returns 0, or ENGINE_ERR_CODEC
   // when the resampler or encoder cannot be made (the encoder is then
   // unusable until a successful start()).
-  uint32_t start(const OutputFormat& fmt, uint32_t input_rate, Resampling resampling = Resampling::kBest);
+  uint32_t start(const OutputFormat& fmt, uint32_t input_rate,
+                 Resampling resampling = Resampling::kBest);
 
   // Resamples and encodes `count` samples (one sentence) and appends the bytes
   // to `out`.  The resampled sentence is padded with silence to a multiple of
@@ -62,7 +63,7 @@ class AudioEncoder {
   OutputFormat fmt_;
   bool started_ = false;
   uint32_t input_rate_ = 0;
-  soxr* resampler_ = nullptr;       // made for input_rate_ -> resampler_rate_
+  soxr* resampler_ = nullptr;  // made for input_rate_ -> resampler_rate_
   uint32_t resampler_rate_ = 0;
   unsigned long resampler_recipe_ = 0;
   g726_state_s* g726_ = nullptr;

@@ -57,7 +57,8 @@ uint32_t Connection::start(TTSSynthRecord* record) {
   if (rate == 0) return ENGINE_ERR_NOT_INITIALIZED;
   // flite costs ten times what libespeak-ng does per second of speech, so its
   // resampling is the best; libespeak-ng's (from 22050 Hz) takes the quick one.
-  const Resampling resampling = is_flite_voice(settings_.voice) ? Resampling::kBest : Resampling::kQuick;
+  const Resampling resampling =
+      is_flite_voice(settings_.voice) ? Resampling::kBest : Resampling::kQuick;
   if (uint32_t r = encoder_.start(fmt_, rate, resampling)) return r;
   try {
     text_.assign(record->text == nullptr ? "" : record->text, record->text_length);

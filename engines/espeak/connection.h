@@ -57,8 +57,8 @@ class Connection {
   EngineSettings settings_;
   OutputFormat fmt_;
   bool running_ = false;
-  std::string text_;            // the request's text
-  bool have_pending_ = false;   // the sentence the next fetch renders
+  std::string text_;           // the request's text
+  bool have_pending_ = false;  // the sentence the next fetch renders
   Sentence pending_;
   AudioEncoder encoder_;
   std::vector<int16_t> samples_;  // one sentence from the synthesizer

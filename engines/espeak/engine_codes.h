@@ -59,11 +59,9 @@ constexpr EngineCode kEngineCodes[] = {
      "TTSFetchNext without a text in progress (never started, finished or failed)"},
     {ENGINE_ERR_SYNTH_FAILED, "ENGINE_ERR_SYNTH_FAILED",
      "libespeak-ng or flite failed while speaking a sentence"},
-    {ENGINE_ERR_CODEC, "ENGINE_ERR_CODEC",
-     "the resampler or audio encoder could not start"},
+    {ENGINE_ERR_CODEC, "ENGINE_ERR_CODEC", "the resampler or audio encoder could not start"},
     {ENGINE_ERR_NO_MEMORY, "ENGINE_ERR_NO_MEMORY", "the engine ran out of memory"},
-    {ENGINE_ERR_SIZE, "ENGINE_ERR_SIZE",
-     "TTSGetParam was given a value size below 4 bytes"},
+    {ENGINE_ERR_SIZE, "ENGINE_ERR_SIZE", "TTSGetParam was given a value size below 4 bytes"},
     {ENGINE_ERR_INTERNAL, "ENGINE_ERR_INTERNAL", "unexpected failure inside the engine"},
 };
 

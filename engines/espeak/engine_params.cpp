@@ -7,12 +7,15 @@
 namespace espeak_engine {
 namespace {
 
-bool is_separator(char c) { return c == ',' || c == ';' || std::isspace(static_cast<unsigned char>(c)); }
+bool is_separator(char c) {
+  return c == ',' || c == ';' || std::isspace(static_cast<unsigned char>(c));
+}
 
 bool equals_i(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
   for (size_t i = 0; i < a.size(); ++i) {
-    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
+    if (std::tolower(static_cast<unsigned char>(a[i])) !=
+        std::tolower(static_cast<unsigned char>(b[i])))
       return false;
   }
   return true;
@@ -41,7 +44,8 @@ bool read_ranged(std::string_view s, int lo, int hi, int* out) {
 bool valid_voice_name(std::string_view s) {
   if (s.empty() || s.size() > kMaxVoiceName) return false;
   for (char c : s) {
-    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '-' && c != '_' && c != '+' && c != ':')
+    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '-' && c != '_' && c != '+' &&
+        c != ':')
       return false;
   }
   return true;

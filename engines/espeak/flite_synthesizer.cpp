@@ -26,16 +26,26 @@ struct VoiceEntry {
 };
 
 const VoiceEntry kVoices[] = {
-    {{"flite:slt", "en-us", 16000, "female, US English (clustergen)"}, Kind::kClustergen,
-     "libflite_cmu_us_slt.so.1", "cmu_us_slt"},
-    {{"flite:awb", "en-gb-scotland", 16000, "male, Scottish English (clustergen)"}, Kind::kClustergen,
-     "libflite_cmu_us_awb.so.1", "cmu_us_awb"},
-    {{"flite:rms", "en-us", 16000, "male, US English (clustergen)"}, Kind::kClustergen,
-     "libflite_cmu_us_rms.so.1", "cmu_us_rms"},
-    {{"flite:kal16", "en-us", 16000, "male, US English (diphone)"}, Kind::kDiphone,
-     "libflite_cmu_us_kal16.so.1", "cmu_us_kal16"},
-    {{"flite:kal", "en-us", 8000, "male, US English (diphone, telephone rate)"}, Kind::kDiphone,
-     "libflite_cmu_us_kal.so.1", "cmu_us_kal"},
+    {{"flite:slt", "en-us", 16000, "female, US English (clustergen)"},
+     Kind::kClustergen,
+     "libflite_cmu_us_slt.so.1",
+     "cmu_us_slt"},
+    {{"flite:awb", "en-gb-scotland", 16000, "male, Scottish English (clustergen)"},
+     Kind::kClustergen,
+     "libflite_cmu_us_awb.so.1",
+     "cmu_us_awb"},
+    {{"flite:rms", "en-us", 16000, "male, US English (clustergen)"},
+     Kind::kClustergen,
+     "libflite_cmu_us_rms.so.1",
+     "cmu_us_rms"},
+    {{"flite:kal16", "en-us", 16000, "male, US English (diphone)"},
+     Kind::kDiphone,
+     "libflite_cmu_us_kal16.so.1",
+     "cmu_us_kal16"},
+    {{"flite:kal", "en-us", 8000, "male, US English (diphone, telephone rate)"},
+     Kind::kDiphone,
+     "libflite_cmu_us_kal.so.1",
+     "cmu_us_kal"},
 };
 
 // libflite's functions, looked up when the first voice is loaded.  flite
@@ -70,7 +80,8 @@ bool load_api(FliteApi* api) {
          look_up(lib, "delete_utterance", &api->delete_utterance) &&
          look_up(lib, "utt_set_input_text", &api->utt_set_input_text) &&
          look_up(lib, "utt_init", &api->utt_init) && look_up(lib, "utt_synth", &api->utt_synth) &&
-         look_up(lib, "utt_wave", &api->utt_wave) && look_up(lib, "feat_set_float", &api->feat_set_float) &&
+         look_up(lib, "utt_wave", &api->utt_wave) &&
+         look_up(lib, "feat_set_float", &api->feat_set_float) &&
          look_up(lib, "get_param_float", &api->get_param_float);
 }
 constexpr size_t kVoiceCount = sizeof kVoices / sizeof kVoices[0];
@@ -147,13 +158,15 @@ float pitch_factor(int pitch) { return std::pow(2.0f, static_cast<float>(pitch -
 }  // namespace
 
 const FliteVoiceInfo* flite_voices(size_t* count) {
-  static const FliteVoiceInfo infos[kVoiceCount] = {kVoices[0].info, kVoices[1].info, kVoices[2].info,
-                                                     kVoices[3].info, kVoices[4].info};
+  static const FliteVoiceInfo infos[kVoiceCount] = {
+      kVoices[0].info, kVoices[1].info, kVoices[2].info, kVoices[3].info, kVoices[4].info};
   *count = kVoiceCount;
   return infos;
 }
 
-bool is_flite_voice(std::string_view voice) { return voice.substr(0, kFlitePrefix.size()) == kFlitePrefix; }
+bool is_flite_voice(std::string_view voice) {
+  return voice.substr(0, kFlitePrefix.size()) == kFlitePrefix;
+}
 
 uint32_t flite_sample_rate(std::string_view voice) {
   size_t index = 0;

@@ -27,9 +27,9 @@ enum class Codec {
 };
 
 struct OutputFormat {
-  uint32_t format = 0;         // row of audio_format_table
-  uint32_t sample_rate = 0;    // Hz
-  uint32_t bits = 0;           // bits per sample
+  uint32_t format = 0;       // row of audio_format_table
+  uint32_t sample_rate = 0;  // Hz
+  uint32_t bits = 0;         // bits per sample
   Codec codec = Codec::kPcm16;
   uint16_t wave_tag = 0;       // WAVE format tag in the header; 0 = no header
   uint16_t header_length = 0;  // 44 (PCM), 58 (A-law, mu-law, with a fact chunk) or 0
@@ -40,8 +40,8 @@ struct OutputFormat {
                                // header (AMR), not repeated in later pieces
 };
 
-constexpr uint32_t kDefaultFormat = 4;     // TTS_ADF_PCM16K16B1C
-constexpr uint32_t kLastFormat = 30;       // TTS_ADF_MP316K1C
+constexpr uint32_t kDefaultFormat = 4;  // TTS_ADF_PCM16K16B1C
+constexpr uint32_t kLastFormat = 30;    // TTS_ADF_MP316K1C
 
 // Values the front end probes for itself: it then sets the format to 3, so a
 // connect with one of them keeps the default format.

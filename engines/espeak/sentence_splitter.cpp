@@ -89,8 +89,8 @@ size_t trim_end(std::string_view t, size_t begin, size_t end) {
 // At a line break: true when only blanks separate it from the next one.
 bool paragraph_break(std::string_view t, size_t i) {
   size_t j = i + 1;
-  while (j < t.size() && (t[j] == ' ' || t[j] == '\t' || t[j] == '\r' || t[j] == '\f' ||
-                          t[j] == '\v')) {
+  while (j < t.size() &&
+         (t[j] == ' ' || t[j] == '\t' || t[j] == '\r' || t[j] == '\f' || t[j] == '\v')) {
     ++j;
   }
   return j < t.size() && t[j] == '\n';

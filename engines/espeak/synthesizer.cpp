@@ -26,8 +26,8 @@ struct State {
   Phase phase = Phase::kOff;
   uint32_t start_failure = 0;
   uint32_t sample_rate = 0;
-  std::string voice;      // the voice libespeak-ng has loaded; empty = unknown
-  Sink* sink = nullptr;   // set for the length of one synthesis, under mu
+  std::string voice;     // the voice libespeak-ng has loaded; empty = unknown
+  Sink* sink = nullptr;  // set for the length of one synthesis, under mu
 };
 
 // Never destroyed: the front end stops the engine from an exit handler,

@@ -57,9 +57,10 @@ uint32_t connect(TTSConnectRecord* record, uint32_t* handle) {
   if (synth_sample_rate() == 0) return ENGINE_ERR_NOT_INITIALIZED;
   EngineSettings settings;
   const size_t length = strnlen(record->params, sizeof record->params);
-  if (uint32_t r = parse_engine_params(std::string_view(record->params, length), &settings)) return r;
-  const uint32_t voice_ok =
-      is_flite_voice(settings.voice) ? flite_check_voice(settings.voice) : synth_check_voice(settings.voice);
+  if (uint32_t r = parse_engine_params(std::string_view(record->params, length), &settings))
+    return r;
+  const uint32_t voice_ok = is_flite_voice(settings.voice) ? flite_check_voice(settings.voice)
+                                                           : synth_check_voice(settings.voice);
   if (voice_ok != 0) return voice_ok;
   *handle = add(std::make_shared<Connection>(settings));
   return 0;

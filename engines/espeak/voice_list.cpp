@@ -19,7 +19,8 @@ extern "C" uint32_t TTSListVoices(char* buffer, uint32_t size, uint32_t* needed)
     if (uint32_t r = synth_list_voices(&voices)) return r;
     const std::string espeak_rate = std::to_string(synth_sample_rate());
     std::string text;
-    for (const auto& [name, language] : voices) text += name + '\t' + language + '\t' + espeak_rate + '\n';
+    for (const auto& [name, language] : voices)
+      text += name + '\t' + language + '\t' + espeak_rate + '\n';
     size_t count = 0;
     const FliteVoiceInfo* flite = flite_voices(&count);
     for (size_t i = 0; i < count; ++i)

@@ -27,10 +27,10 @@ struct Stream {
 
 // Per-connection replay state.
 struct Connection {
-  size_t next = 0;            // index of the next scripted piece
+  size_t next = 0;  // index of the next scripted piece
   uint32_t fetches = 0;
-  uint64_t streamed = 0;      // audio bytes handed out in stream mode
-  std::vector<uint8_t> buf;   // the current piece's bytes
+  uint64_t streamed = 0;     // audio bytes handed out in stream mode
+  std::vector<uint8_t> buf;  // the current piece's bytes
 };
 
 std::vector<Piece> default_script();
@@ -106,8 +106,7 @@ std::vector<Piece> default_script() {
 }
 }  // namespace
 
-std::vector<uint8_t> wave_header(int length, uint16_t format_tag, uint32_t rate,
-                                 uint16_t bits) {
+std::vector<uint8_t> wave_header(int length, uint16_t format_tag, uint32_t rate, uint16_t bits) {
   std::vector<uint8_t> h(static_cast<size_t>(length), 0);
   if (length != 44 && length != 58) return h;
   put_tag(h, 0, "RIFF");

@@ -28,14 +28,13 @@ struct Piece {
 
 // A RIFF/WAVE header of 44 or 58 bytes (58: with a fact chunk) for the
 // given format tag, rate and bits, with zero size fields.
-std::vector<uint8_t> wave_header(int length, uint16_t format_tag = 1,
-                                 uint32_t rate = 8000, uint16_t bits = 16);
+std::vector<uint8_t> wave_header(int length, uint16_t format_tag = 1, uint32_t rate = 8000,
+                                 uint16_t bits = 16);
 
 // A piece of `header_length` header bytes (0, 44 or 58) followed by
 // `audio_bytes` bytes of `fill`.
-Piece make_piece(uint32_t status, int header_length, uint32_t audio_bytes,
-                 uint8_t fill = 0x11, uint32_t begin = 0, uint32_t end = 0,
-                 uint16_t non_audio = 0);
+Piece make_piece(uint32_t status, int header_length, uint32_t audio_bytes, uint8_t fill = 0x11,
+                 uint32_t begin = 0, uint32_t end = 0, uint16_t non_audio = 0);
 
 enum class Op { Initialize, Connect, SetParam, SynthText, FetchNext, Disconnect };
 
@@ -54,19 +53,24 @@ void set_format(bool has_value, uint32_t value = 0);
 // `total_audio_bytes` are out.  Nothing but one piece is held in memory.
 void set_stream(uint64_t total_audio_bytes, uint32_t piece_bytes, int header_length);
 
-struct SetParamCall { uint32_t id, value; };
-struct GetParamCall { uint32_t id; uint32_t size_in; };
+struct SetParamCall {
+  uint32_t id, value;
+};
+struct GetParamCall {
+  uint32_t id;
+  uint32_t size_in;
+};
 
 // What the engine has received since the last reset().
 struct Record {
   int initialize = 0, uninitialize = 0, connect = 0, set_param = 0, get_param = 0;
   int synth_text = 0, fetch_next = 0, disconnect = 0;
-  std::vector<uint8_t> connect_bytes;        // the last connect record, byte for byte
-  std::vector<SetParamCall> set_params;     // the first 64 calls
-  std::vector<GetParamCall> get_params;     // the first 64 calls
-  std::string text;                          // the last text, text_length bytes
+  std::vector<uint8_t> connect_bytes;    // the last connect record, byte for byte
+  std::vector<SetParamCall> set_params;  // the first 64 calls
+  std::vector<GetParamCall> get_params;  // the first 64 calls
+  std::string text;                      // the last text, text_length bytes
   uint32_t text_length = 0;
-  int text_terminator = -1;                  // the byte at text[text_length]
+  int text_terminator = -1;  // the byte at text[text_length]
   int open_handles = 0;
 };
 Record record();

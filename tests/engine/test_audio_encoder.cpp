@@ -99,8 +99,8 @@ TEST(AudioEncoder, CompressedRowsGiveWholeFramesAcrossSentences) {
     uint32_t format, rate, frame_samples, frame_bytes;
     uint8_t first_byte;  // AMR frame header (mode, quality bit); MP3 sync byte
   } cases[] = {
-      {23, 8000, 160, 32, 0x3C},  {24, 8000, 160, 32, 0x3C},   {26, 16000, 320, 61, 0x44},
-      {27, 8000, 576, 144, 0xFF},  {29, 11025, 576, 0, 0xFF},   {30, 16000, 576, 144, 0xFF},
+      {23, 8000, 160, 32, 0x3C},  {24, 8000, 160, 32, 0x3C}, {26, 16000, 320, 61, 0x44},
+      {27, 8000, 576, 144, 0xFF}, {29, 11025, 576, 0, 0xFF}, {30, 16000, 576, 144, 0xFF},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.format);

@@ -62,7 +62,10 @@ TEST(EngineApi, ParamsHandlesAndRestart) {
   const struct {
     uint32_t id, value, result, format_after;
   } steps[] = {
-      {5, 3, 0, 3},  {5, 0, 0, 4},  {5, 30, 0, 30}, {5, 31, ENGINE_ERR_FORMAT_REFUSED, 30},
+      {5, 3, 0, 3},
+      {5, 0, 0, 4},
+      {5, 30, 0, 30},
+      {5, 31, ENGINE_ERR_FORMAT_REFUSED, 30},
       {5, 101, ENGINE_ERR_FORMAT_REFUSED, 30},  // only a connect takes 101-104
       {6, 3, ENGINE_ERR_UNKNOWN_PARAM, 30},
   };
@@ -77,7 +80,7 @@ TEST(EngineApi, ParamsHandlesAndRestart) {
   EXPECT_EQ(TTSGetParam(h, 5, nullptr, &size), ENGINE_ERR_NULL_ARGUMENT);
   TTSSynthRecord rec{};
   EXPECT_EQ(TTSFetchNext(h, &rec), ENGINE_ERR_NO_REQUEST);  // nothing started
-  rec.text_length = 5;                                       // and no text
+  rec.text_length = 5;                                      // and no text
   EXPECT_EQ(TTSSynthText(h, &rec), ENGINE_ERR_NULL_ARGUMENT);
 
   // Stopping forgets every connection; starting again works.
@@ -101,7 +104,9 @@ TEST(EngineApi, OnePiecePerSentenceEachStartingWithTheHeader) {
   const struct {
     const char* params;
     uint32_t first, header, byte_rate;
-  } cases[] = {{"5=4", 44, 44, 32000}, {"5=12", 58, 58, 8000}, {"voice=flite:slt,5=19", 0, 0, 3000},
+  } cases[] = {{"5=4", 44, 44, 32000},
+               {"5=12", 58, 58, 8000},
+               {"voice=flite:slt,5=19", 0, 0, 3000},
                {"voice=flite:kal,5=24", 6, 0, 1600}};
   for (const auto& [params, first, header, byte_rate] : cases) {
     SCOPED_TRACE(params);

@@ -13,8 +13,8 @@ std::string parsed(const char* params) {
   EngineSettings s;
   if (const uint32_t r = parse_engine_params(params, &s))
     return find_engine_code(r) != nullptr ? find_engine_code(r)->name : std::to_string(r);
-  return s.voice + " " + std::to_string(s.rate) + " " + std::to_string(s.pitch) + " " +
-         std::to_string(s.volume) + " " + std::to_string(s.format);
+  return s.voice + " " + std::to_string(s.rate) + " " + std::to_string(s.pitch) + " " + std::to_string(s.volume) + " " +
+         std::to_string(s.format);
 }
 
 TEST(EngineParams, ReadsKeysAndRefusesBadValues) {
@@ -24,16 +24,23 @@ TEST(EngineParams, ReadsKeysAndRefusesBadValues) {
       {"", "en 175 50 100 4"},
       {"VOICE=cmn; Rate=300 PITCH=0\tvolume=200,5=0022", "cmn 300 0 200 22"},
       {"voice=en-us+f3,rate=80,rate=450", "en-us+f3 450 50 100 4"},  // the last one counts
-      {"speed=9,novalue,=3,,;15=3", "en 175 50 100 4"},               // not ours
-      {"5=0", "en 175 50 100 4"}, {"5=12,5=101", "en 175 50 100 12"},  // 101-104: the format stays
-      {"voice=flite:kal16,5=30", "flite:kal16 175 50 100 30"}, {"5=31", "ENGINE_ERR_FORMAT_REFUSED"}, {"5=100", "ENGINE_ERR_FORMAT_REFUSED"},
-      {"5=105", "ENGINE_ERR_FORMAT_REFUSED"}, {"5=99999999999999999999", "ENGINE_ERR_FORMAT_REFUSED"},
-      {"5=abc", "ENGINE_ERR_FORMAT_REFUSED"}, {"rate=79", "ENGINE_ERR_BAD_VALUE"},
-      {"rate=-100", "ENGINE_ERR_BAD_VALUE"}, {"pitch=101", "ENGINE_ERR_BAD_VALUE"},
-      {"volume=1x", "ENGINE_ERR_BAD_VALUE"}, {"voice=", "ENGINE_ERR_UNKNOWN_VOICE"},
+      {"speed=9,novalue,=3,,;15=3", "en 175 50 100 4"},              // not ours
+      {"5=0", "en 175 50 100 4"},
+      {"5=12,5=101", "en 175 50 100 12"},  // 101-104: the format stays
+      {"voice=flite:kal16,5=30", "flite:kal16 175 50 100 30"},
+      {"5=31", "ENGINE_ERR_FORMAT_REFUSED"},
+      {"5=100", "ENGINE_ERR_FORMAT_REFUSED"},
+      {"5=105", "ENGINE_ERR_FORMAT_REFUSED"},
+      {"5=99999999999999999999", "ENGINE_ERR_FORMAT_REFUSED"},
+      {"5=abc", "ENGINE_ERR_FORMAT_REFUSED"},
+      {"rate=79", "ENGINE_ERR_BAD_VALUE"},
+      {"rate=-100", "ENGINE_ERR_BAD_VALUE"},
+      {"pitch=101", "ENGINE_ERR_BAD_VALUE"},
+      {"volume=1x", "ENGINE_ERR_BAD_VALUE"},
+      {"voice=", "ENGINE_ERR_UNKNOWN_VOICE"},
       {"voice=../../etc/passwd", "ENGINE_ERR_UNKNOWN_VOICE"},
       {"voice=aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa", "ENGINE_ERR_UNKNOWN_VOICE"},  // 41 characters
-      {"rate=999,voice=/x", "ENGINE_ERR_BAD_VALUE"},  // the first bad item decides
+      {"rate=999,voice=/x", "ENGINE_ERR_BAD_VALUE"},                                    // the first bad item decides
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.params);

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include <cstdio>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -27,9 +27,7 @@ std::string file_for(const std::string& suffix) {
   return std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "_" + suffix;
 }
 
-std::string quote(const std::string& s) {
-  return "'" + std::regex_replace(s, std::regex("'"), "'\\''") + "'";
-}
+std::string quote(const std::string& s) { return "'" + std::regex_replace(s, std::regex("'"), "'\\''") + "'"; }
 
 // Standard output of a shell command; its exit status in *status.
 std::string run(const std::string& command, int* status = nullptr) {
@@ -45,9 +43,7 @@ std::string run(const std::string& command, int* status = nullptr) {
 double number(const std::string& command) { return std::atof(run(command + " 2>&1").c_str()); }
 
 // sox's view of a file: rate, bits and encoding on a line each; its length; its RMS level.
-std::string soxi(const std::string& f) {
-  return run("for o in -r -b -e; do soxi $o " + quote(f) + "; done 2>&1");
-}
+std::string soxi(const std::string& f) { return run("for o in -r -b -e; do soxi $o " + quote(f) + "; done 2>&1"); }
 double seconds_of(const std::string& f) { return number("soxi -D " + quote(f)); }
 double level(const std::string& f, const std::string& type = "") {
   return number("sox " + type + " " + quote(f) + " -n stat 2>&1 | sed -n 's/RMS *amplitude: *//p'");
@@ -87,22 +83,29 @@ TEST(EngineRequest, EveryFormatReadsBackAtItsRateBitsAndLength) {
   ASSERT_EQ(speak_to(text, pcm, ""), 0u);
   const double seconds = seconds_of(pcm), loud = level(pcm);
   ASSERT_GT(seconds, 1.0);
-  const char* const kPcm8 = "Unsigned Integer PCM", *const kPcm16 = "Signed Integer PCM";
+  const char *const kPcm8 = "Unsigned Integer PCM", *const kPcm16 = "Signed Integer PCM";
   struct Case {
     uint32_t format, rate, bits, header;
-    const char* encoding;  // as soxi names it; null: raw ADPCM, no header
+    const char* encoding;            // as soxi names it; null: raw ADPCM, no header
     const char* sox_type = nullptr;  // how sox reads a raw file
   };
   std::vector<Case> cases = {
-      {1, 8000, 8, 44, kPcm8},     {2, 16000, 8, 44, kPcm8},   {3, 8000, 16, 44, kPcm16},
-      {5, 11025, 8, 44, kPcm8},    {6, 11025, 16, 44, kPcm16}, {7, 6000, 8, 44, kPcm8},
-      {8, 6000, 16, 44, kPcm16},   {17, 8000, 4, 0, nullptr},  {18, 6000, 4, 0, nullptr},
-      {19, 8000, 3, 0, nullptr},   {20, 8000, 5, 0, nullptr},  {21, 6000, 4, 0, nullptr, "-t vox -r 6000"},
+      {1, 8000, 8, 44, kPcm8},
+      {2, 16000, 8, 44, kPcm8},
+      {3, 8000, 16, 44, kPcm16},
+      {5, 11025, 8, 44, kPcm8},
+      {6, 11025, 16, 44, kPcm16},
+      {7, 6000, 8, 44, kPcm8},
+      {8, 6000, 16, 44, kPcm16},
+      {17, 8000, 4, 0, nullptr},
+      {18, 6000, 4, 0, nullptr},
+      {19, 8000, 3, 0, nullptr},
+      {20, 8000, 5, 0, nullptr},
+      {21, 6000, 4, 0, nullptr, "-t vox -r 6000"},
       {22, 8000, 4, 0, nullptr, "-t vox -r 8000"},
   };
   const uint32_t kLawRates[] = {16000, 8000, 11025, 6000};  // 9-16: A-law, u-law at each rate
-  for (uint32_t f = 9; f <= 16; ++f)
-    cases.push_back({f, kLawRates[(f - 9) / 2], 8, 58, f % 2 ? "A-law" : "u-law"});
+  for (uint32_t f = 9; f <= 16; ++f) cases.push_back({f, kLawRates[(f - 9) / 2], 8, 58, f % 2 ? "A-law" : "u-law"});
   for (const auto& c : cases) {
     SCOPED_TRACE(c.format);
     const std::string f = file_for(std::to_string(c.format));
@@ -110,8 +113,7 @@ TEST(EngineRequest, EveryFormatReadsBackAtItsRateBitsAndLength) {
     const std::string data = read_file(f);
     EXPECT_NEAR((data.size() - c.header) / (c.rate * c.bits / 8.0), seconds, 0.01 * seconds) << c.format;
     if (c.encoding != nullptr) {
-      EXPECT_EQ(soxi(f), std::to_string(c.rate) + "\n" + std::to_string(c.bits) + "\n" + c.encoding + "\n")
-          << c.format;
+      EXPECT_EQ(soxi(f), std::to_string(c.rate) + "\n" + std::to_string(c.bits) + "\n" + c.encoding + "\n") << c.format;
       EXPECT_EQ(data.compare(c.header - 8, 4, "data"), 0) << c.format;
       EXPECT_NEAR(level(f), loud, 0.15 * loud) << c.format;
     } else if (c.sox_type != nullptr) {
@@ -156,7 +158,7 @@ TEST(EngineRequest, CompressedRowsDecodeToTheLengthOfThePcmRendering) {
   for (const char* voice : {"en", "flite:kal16"}) {
     SCOPED_TRACE(voice);
     {  // kal16: a diphone voice, quick even when emulated
-  }
+    }
     const std::string pcm = file_for("pcm.wav");
     ASSERT_EQ(speak_to(text, pcm, std::string("voice=") + voice), 0u);
     const double seconds = seconds_of(pcm);
@@ -166,12 +168,14 @@ TEST(EngineRequest, CompressedRowsDecodeToTheLengthOfThePcmRendering) {
       std::vector<char> buffer(8192);
       char* p = buffer.data();
       ASSERT_EQ(TavnSynthSyn(text.c_str(), false, f.c_str(), "", "",
-                             (std::string("voice=") + voice + ",5=" + std::to_string(r.format)).c_str(), "",
-                             &p, static_cast<int>(buffer.size() - 1)),
-                0u) << voice << " " << r.format;
+                             (std::string("voice=") + voice + ",5=" + std::to_string(r.format)).c_str(), "", &p,
+                             static_cast<int>(buffer.size() - 1)),
+                0u)
+          << voice << " " << r.format;
       EXPECT_EQ(times_in(buffer.data(), kSynchRecord)[1], INFINITY);
       EXPECT_EQ(run("ffprobe -v error -show_entries stream=codec_name,sample_rate -of csv=p=0 " + f),
-                std::string(r.codec) + "," + std::to_string(r.rate) + "\n") << voice << " " << r.format;
+                std::string(r.codec) + "," + std::to_string(r.rate) + "\n")
+          << voice << " " << r.format;
       const double decoded = number("ffmpeg -v error -i " + f + " -f s16le -ac 1 - | wc -c") / 2 / r.rate;
       EXPECT_NEAR(decoded, seconds, 0.02 * seconds) << voice << " " << r.format;
     }
@@ -184,14 +188,16 @@ TEST(EngineRequest, SynchTimesAgreeWithEspeakSentenceEvents) {
   const struct {
     const char *voice, *format;
     std::string text;
-  } cases[] = {{"en", "4", kEnglish}, {"en", "12", "One. Two. Three."},
-               {"en", "19", "No header here. Times still hold."}, {"cmn", "3", kChinese}};
+  } cases[] = {{"en", "4", kEnglish},
+               {"en", "12", "One. Two. Three."},
+               {"en", "19", "No header here. Times still hold."},
+               {"cmn", "3", kChinese}};
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.voice << " " << c.format);
     const std::string wav = file_for("out.wav"), synch_file = file_for("synch.txt");
     int status = -1;
-    run(std::string(TAVN_SAY) + " --voice " + c.voice + " --format " + c.format +
-            " --media-url http://h/a -o " + wav + " --synch=" + synch_file + " " + quote(c.text),
+    run(std::string(TAVN_SAY) + " --voice " + c.voice + " --format " + c.format + " --media-url http://h/a -o " + wav +
+            " --synch=" + synch_file + " " + quote(c.text),
         &status);
     ASSERT_EQ(status, 0) << c.voice << " " << c.format;
     const std::string synch = read_file(synch_file);
@@ -200,8 +206,7 @@ TEST(EngineRequest, SynchTimesAgreeWithEspeakSentenceEvents) {
     sentences.pop_back();  // each sentence ends in a stop
     const std::vector<double> ours = times_in(synch, kSynchRecord, &texts);
     EXPECT_EQ(texts, sentences);
-    const std::string events =
-        run(std::string(ESPEAK_EVENTS) + " " + c.voice + " " + quote(c.text), &status);
+    const std::string events = run(std::string(ESPEAK_EVENTS) + " " + c.voice + " " + quote(c.text), &status);
     ASSERT_EQ(status, 0);
     const std::vector<double> starts = times_in(events, "sentence ([0-9.]+)");
     ASSERT_EQ(ours.size(), starts.size()) << events;
@@ -220,23 +225,25 @@ TEST(EngineRequest, ElevenRequestsAtOnceEachGetTheirOwnFile) {
       {"Flite speaks here. In parallel with the rest.", "voice=flite:slt,5=30", true},
       {"Kal at eight kilohertz. No resampling.", "voice=flite:kal,5=24", true},
       {"A Scottish voice, slow and high.", "voice=flite:awb,rate=120,pitch=80,volume=150", false},
-      {kEnglish, "", false}, {kChinese, "voice=cmn,5=12", false}, {"Short one.", "5=1,rate=300", false},
+      {kEnglish, "", false},
+      {kChinese, "voice=cmn,5=12", false},
+      {"Short one.", "5=1,rate=300", false},
       {"Guten Tag. Wie geht es Ihnen?", "voice=de,5=9", false},
-      {"Bonjour tout le monde. Au revoir.", "voice=fr,5=6", false}, {"Raw adpcm here. And here.", "5=19", true},
+      {"Bonjour tout le monde. Au revoir.", "voice=fr,5=6", false},
+      {"Raw adpcm here. And here.", "5=19", true},
       {"High and slow. Very slow.", "pitch=90,rate=120,5=3", false},
       {"Dialogic audio. Six kilohertz.", "5=21", true},
   };
   constexpr size_t kJobs = sizeof jobs / sizeof jobs[0];
   std::string synch[2][kJobs];  // each job alone, then all at once
-  auto file = [](int at_once, size_t k) {
-    return file_for(std::to_string(at_once) + "_" + std::to_string(k));
-  };
+  auto file = [](int at_once, size_t k) { return file_for(std::to_string(at_once) + "_" + std::to_string(k)); };
   auto speak = [&](int at_once, size_t k) {
     std::vector<char> buffer(8192);
     char* p = buffer.data();
-    EXPECT_EQ(TavnSynthSyn(jobs[k].text.c_str(), false, file(at_once, k).c_str(), "", "",
-                           jobs[k].params.c_str(), "", &p, static_cast<int>(buffer.size() - 1)),
-              0u) << jobs[k].params;
+    EXPECT_EQ(TavnSynthSyn(jobs[k].text.c_str(), false, file(at_once, k).c_str(), "", "", jobs[k].params.c_str(), "",
+                           &p, static_cast<int>(buffer.size() - 1)),
+              0u)
+        << jobs[k].params;
     synch[at_once][k] = buffer.data();
   };
   std::vector<std::thread> threads;
@@ -273,7 +280,7 @@ TEST(EngineRequest, FailuresComeBackWithTheirCodes) {
   EXPECT_EQ(speak_to("Hello.", out, "voice=xx-none"), 0x80660006u);  // ENGINE_ERR_UNKNOWN_VOICE
   EXPECT_EQ(speak_to("Hello.", out, "5=31"), 0x80660008u);           // ENGINE_ERR_FORMAT_REFUSED
   EXPECT_EQ(speak_to("Hello.", out, "voice=flite:xx"), 0x80660006u);
-  EXPECT_EQ(speak_to(" \n ", out, ""), TAVN_ERR_OUTPUT_TOO_SHORT);   // a bare header
+  EXPECT_EQ(speak_to(" \n ", out, ""), TAVN_ERR_OUTPUT_TOO_SHORT);  // a bare header
 }
 
 }  // namespace

@@ -85,8 +85,9 @@ TEST(SayCommand, NoTemporaryFileOutlivesASignal) {
     SCOPED_TRACE(sig);
     const Shell sh;
     { std::ofstream(sh.dir + "/long.txt") << text; }
-    const std::string script = std::string("$SAY -f long.txt -o - >out.wav & pid=$!; "
-                                           "until ls tmp | grep -q wav; do sleep 0.02; done; kill -") +
+    const std::string script = std::string(
+                                   "$SAY -f long.txt -o - >out.wav & pid=$!; "
+                                   "until ls tmp | grep -q wav; do sleep 0.02; done; kill -") +
                                sig + " $pid; wait $pid; echo $? >status.txt";
     ASSERT_EQ(sh.run(script), 0) << sig;
     EXPECT_GT(std::atoi(sh.file("status.txt").c_str()), 128) << sig;

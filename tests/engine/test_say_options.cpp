@@ -19,8 +19,8 @@ std::string parsed(std::vector<const char*> args) {
   args.insert(args.begin(), "tavn-say");
   const std::string message = parse_say_options(static_cast<int>(args.size()), args.data(), &o);
   if (!message.empty()) return message;
-  return o.text + (o.is_file ? " file" : "") + (o.text_from_stdin ? " stdin" : "") + " -> " + o.out +
-         " [" + build_params(o) + "]" + (o.synch ? " synch:" + o.synch_file : "") +
+  return o.text + (o.is_file ? " file" : "") + (o.text_from_stdin ? " stdin" : "") + " -> " + o.out + " [" +
+         build_params(o) + "]" + (o.synch ? " synch:" + o.synch_file : "") +
          (o.marks_format.empty() ? "" : " marks:" + o.marks_format + "=" + o.marks_file) +
          (o.list_voices ? " voices" : "");
 }
@@ -41,19 +41,26 @@ TEST(SayOptions, BuildsTheRequestOrRefuses) {
       {{"-f", "in.txt", "--synch"}, "in.txt file -> tavn-say.wav [] synch:"},
       {{"--synch=s.txt", "--", "-a", "--synch"}, "-a --synch -> tavn-say.wav [] synch:s.txt"},
       // Refused: what the library would cut or misread.
-      {{}, "nothing to say"}, {{"-f", "a.txt", "word"}, "not both"}, {{"-o"}, "-o needs"},
-      {{"--format", "31", "x"}, "--format"}, {{"--format", "PCM9K", "x"}, "--format"},
-      {{"--voice", "en,rate=500", "x"}, "--voice"}, {{"--bogus", "x"}, "unknown option --bogus"},
-      {{"--format", "3", "--params", "5=4", "x"}, "not both"}, {{"--conn1", long32.c_str(), "x"}, "31"},
+      {{}, "nothing to say"},
+      {{"-f", "a.txt", "word"}, "not both"},
+      {{"-o"}, "-o needs"},
+      {{"--format", "31", "x"}, "--format"},
+      {{"--format", "PCM9K", "x"}, "--format"},
+      {{"--voice", "en,rate=500", "x"}, "--voice"},
+      {{"--bogus", "x"}, "unknown option --bogus"},
+      {{"--format", "3", "--params", "5=4", "x"}, "not both"},
+      {{"--conn1", long32.c_str(), "x"}, "31"},
       {{"--params", long120.c_str(), "--voice", "en-us", "x"}, "127"},
       // Pipes and speech marks.
       {{"-f", "-", "-o", "-", "--marks=SRT=m.srt"}, " stdin -> - [] marks:SRT=m.srt"},
       {{"<", "--marks", "json"}, " stdin -> tavn-say.wav [] marks:json="},
       {{"<", "--params", "rate=200,5=12", "--marks", "vtt=v.vtt", "--synch"},
        " stdin -> tavn-say.wav [rate=200,5=12] synch: marks:vtt=v.vtt"},
-      {{"-f", "-", "x"}, "not both"}, {{"--marks", "xml", "x"}, "json, srt or vtt"},
+      {{"-f", "-", "x"}, "not both"},
+      {{"--marks", "xml", "x"}, "json, srt or vtt"},
       {{"--marks", "json=", "x"}, "needs a file name"},
-      {{"-o", "-", "--synch", "x"}, "only one of"}, {{"--marks", "srt", "--synch", "x"}, "only one of"},
+      {{"-o", "-", "--synch", "x"}, "only one of"},
+      {{"--marks", "srt", "--synch", "x"}, "only one of"},
       {{"--params", "5=0101", "--marks", "json", "x"}, "101 to 104"},
   };
   for (const auto& c : cases) {
@@ -70,7 +77,8 @@ TEST(SayOptions, FormatOfTheRequestAndParamsWithoutIt) {
     uint32_t format;
     const char* others;  // --params without its format items
   } cases[] = {
-      {{"x"}, 0, ""}, {{"--format", "alaw8k1c", "x"}, 11, ""},
+      {{"x"}, 0, ""},
+      {{"--format", "alaw8k1c", "x"}, 11, ""},
       {{"--params", "rate=90;5=0, 15=3", "x"}, 0, "rate=90,15=3"},
       {{"--params", "15=3,5=9", "x"}, 3, "15=3"},  // as libtavn probes: the 5= inside 15=
   };

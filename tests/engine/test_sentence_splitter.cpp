@@ -11,8 +11,7 @@ namespace {
 std::vector<std::string> split(const std::string& text, size_t max_bytes = kMaxSentenceBytes) {
   std::vector<std::string> out;
   Sentence s;
-  for (size_t from = 0; next_sentence(text, from, &s, max_bytes) && out.size() <= text.size();
-       from = s.end) {
+  for (size_t from = 0; next_sentence(text, from, &s, max_bytes) && out.size() <= text.size(); from = s.end) {
     EXPECT_TRUE(s.begin >= from && s.begin < s.end && s.end <= text.size());
     out.push_back(text.substr(s.begin, s.end - s.begin));
   }

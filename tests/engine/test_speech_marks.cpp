@@ -108,7 +108,8 @@ TEST(SpeechMarks, TellsTheLengthOfAudioFiles) {
     uint32_t format;
     int64_t ms;
   } cases[] = {
-      {wave(64000, 64000), 0, 2000}, {wave(0xffffffffu, 16000), 4, 500},
+      {wave(64000, 64000), 0, 2000},
+      {wave(0xffffffffu, 16000), 4, 500},
       {std::string(4000, 'x'), 17, 1000},  // raw G.726 at 32 kbit/s
       {std::string(4000, 'x'), 0, -1},     // raw without a bit rate
       {std::string("RIFF\0\0\0\0WAVEjunk\xff\xff\xff\xff", 20), 4, -1},

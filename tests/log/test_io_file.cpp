@@ -25,8 +25,10 @@ namespace {
 
 TEST(LogIoFile, ModesAlwaysAppendAndOnlyMode0AddsALineFeed) {
   // `after`: the file after writing "x".
-  const struct { int mode; const char *before, *after; } cases[] = {
-      {0, "old", "old\nx"}, {0, "old\n", "old\nx"}, {0, "", "x"}, {1, "old", "oldx"}, {7, "old", "oldx"}};
+  const struct {
+    int mode;
+    const char *before, *after;
+  } cases[] = {{0, "old", "old\nx"}, {0, "old\n", "old\nx"}, {0, "", "x"}, {1, "old", "oldx"}, {7, "old", "oldx"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << "mode " << c.mode << ", before \"" << c.before << "\"");
     Temp_Dir dir;
@@ -85,7 +87,8 @@ TEST(LogIoFile, Backup) {
     io.close();
     const bool renamed = name[0] == 'r';
     EXPECT_EQ("new\n", read_file(dir.file("Run.log")));
-    EXPECT_EQ(renamed ? "old\n" : "-", std::filesystem::exists(dir.file(name)) ? read_file(dir.file(name)) : "-") << name;
+    EXPECT_EQ(renamed ? "old\n" : "-", std::filesystem::exists(dir.file(name)) ? read_file(dir.file(name)) : "-")
+        << name;
   }
 }
 

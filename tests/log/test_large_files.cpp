@@ -81,8 +81,7 @@ TEST(LargeFiles, BackupSearchAndPruningReadAFolderWith64BitOffsets) {
     o.dir.write(name, "old\n");
     o.dir.write("other" + std::to_string(i) + ".txt", "not a backup\n");
   }
-  if (listing_has_64bit_offsets(o.dir.path()))
-    std::printf("[   NOTE   ] this folder's listing has 64-bit offsets\n");
+  if (listing_has_64bit_offsets(o.dir.path())) std::printf("[   NOTE   ] this folder's listing has 64-bit offsets\n");
   std::list<std::string> found;
   ASSERT_EQ(0, KAVRI_LOG::find_files(o.dir.file().c_str(), "tavn_*.log", found, false));
   EXPECT_EQ(300u, found.size());

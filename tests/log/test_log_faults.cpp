@@ -113,8 +113,8 @@ TEST(LogFaults, ReCheckWhileThreadsLog) {
       // Replaced whole (the reader takes a pass over the file per key), and
       // in numbers, which a single pass reads.
       const std::string next = cfg_file + ".new";
-      write_file(next, i % 2 ? "[logger]\nlevel = 255\nstyle = 256\nflush = 1\n"
-                             : "[logger]\nlevel = 2\nstyle = 256\n");
+      write_file(next,
+                 i % 2 ? "[logger]\nlevel = 255\nstyle = 256\nflush = 1\n" : "[logger]\nlevel = 2\nstyle = 256\n");
       set_mtime(next, 1000000 + i);
       rename(next.c_str(), cfg_file.c_str());
       __atomic_store_n(&o.log.last_cfg_check, 0, __ATOMIC_RELAXED);
@@ -125,10 +125,8 @@ TEST(LogFaults, ReCheckWhileThreadsLog) {
   for (int t = 0; t < kThreads; ++t)
     writers.emplace_back([&, t] {
       for (int i = 0; i < kRecords; ++i) {
-        if (t % 2)
-          o.log.log_msg_i(nullptr, LOG_LVL_ERROR, 0, L"wide record\n");
-        else
-          o.log.log_error("narrow record\n");
+        if (t % 2) o.log.log_msg_i(nullptr, LOG_LVL_ERROR, 0, L"wide record\n");
+        else o.log.log_error("narrow record\n");
       }
     });
   for (std::thread& w : writers) w.join();

@@ -93,7 +93,7 @@ TEST(LogOpen, DirectoriesOpenErrorsAndConsoleOnly) {
     EXPECT_EQ(S_IFDIR | 0755u, st.st_mode & (S_IFMT | 0777u)) << sub;
   }
   EXPECT_TRUE(std::filesystem::exists(o.dir.file("logs/sub\\app.log")));  // the file keeps the name as given
-  KAVRI_LOG::make_log_dir(std::string(1000, '/').c_str());                 // nothing to create, nothing overrun
+  KAVRI_LOG::make_log_dir(std::string(1000, '/').c_str());                // nothing to create, nothing overrun
   o.dir.write("plain", "");
   o.cfg.file_name_ = o.dir.file("plain/run.log");
   EXPECT_EQ(ENOTDIR, o.log.open(&o.cfg, nullptr, nullptr));
@@ -126,7 +126,11 @@ TEST(LogRecord, StyleBitsNarrowAndWide) {
   snprintf(ids, sizeof ids, R"(\[Px%04x\]\[Tx%04x\])", static_cast<unsigned>(getpid()),
            static_cast<unsigned>(pthread_self()));
   // Patterns; an empty `wide` is as `narrow` (the wide form always has the blank).
-  const struct { int style; const char *subject, *msg; std::string narrow, wide; } cases[] = {
+  const struct {
+    int style;
+    const char *subject, *msg;
+    std::string narrow, wide;
+  } cases[] = {
       {126, nullptr, "x=5", R"(\[)" + kFull + R"(\]\[INF\])" + ids + " x=5\n", ""},
       {1, nullptr, "m", kShort + " m", ""},
       {3, nullptr, "m", R"(\[)" + kFull + R"(\] m)", ""},
@@ -142,7 +146,8 @@ TEST(LogRecord, StyleBitsNarrowAndWide) {
     SCOPED_TRACE(c.style);
     const std::wstring wide_msg(c.msg, c.msg + strlen(c.msg));
     const std::string narrow = run(nullptr, [&](auto& l) { l.log_msg_i(c.subject, LOG_LVL_INFO, c.style, c.msg); });
-    const std::string wide = run(nullptr, [&](auto& l) { l.log_msg_i(c.subject, LOG_LVL_INFO, c.style, wide_msg.c_str()); });
+    const std::string wide =
+        run(nullptr, [&](auto& l) { l.log_msg_i(c.subject, LOG_LVL_INFO, c.style, wide_msg.c_str()); });
     EXPECT_TRUE(std::regex_match(narrow, std::regex(c.narrow))) << c.style << ": " << narrow;
     EXPECT_TRUE(std::regex_match(wide, std::regex(c.wide.empty() ? c.narrow : c.wide))) << c.style << ": " << wide;
   }
@@ -157,8 +162,12 @@ TEST(LogRecord, ForkedChildShowsItsOwnProcessId) {
 }
 
 TEST(LogRecord, LevelsFilterFileAndConsoleApart) {
-  const struct { int level, console_level; const char *file, *console; } cases[] = {
-      {7, 7, "E W ", "E W "}, {15, 2, "E W I ", "E "}, {0x98, 0, "I V T ", ""}, {0, -1, "", ""}, {-1, 0x80, "E W I V T ", "T "},
+  const struct {
+    int level, console_level;
+    const char *file, *console;
+  } cases[] = {
+      {7, 7, "E W ", "E W "}, {15, 2, "E W I ", "E "},        {0x98, 0, "I V T ", ""},
+      {0, -1, "", ""},        {-1, 0x80, "E W I V T ", "T "},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << "level " << c.level << ", console " << c.console_level);
@@ -172,7 +181,11 @@ TEST(LogRecord, LevelsFilterFileAndConsoleApart) {
 }
 
 TEST(LogRecord, IncludeAndExcludeFilterNarrowRecordsOnly) {
-  const struct { std::vector<std::string> include, exclude; const char *subject, *msg; bool kept; } cases[] = {
+  const struct {
+    std::vector<std::string> include, exclude;
+    const char *subject, *msg;
+    bool kept;
+  } cases[] = {
       {{}, {"secret"}, nullptr, "a secret here", false}, {{}, {"net"}, "net", "plain", false},
       {{}, {"net"}, "network", "plain", true},           {{"net"}, {}, "net", "plain", true},
       {{"net"}, {}, nullptr, "the net is up", true},     {{"net"}, {}, "disk", "plain", false},
@@ -180,15 +193,17 @@ TEST(LogRecord, IncludeAndExcludeFilterNarrowRecordsOnly) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.msg);
-    const std::string text = run(
-        [&](Test_Cfg& cfg) { cfg.include = c.include, cfg.exclude = c.exclude; },
-        [&](auto& l) { l.log_msg_i(c.subject, LOG_LVL_ERROR, 0, c.msg), l.log_msg_i(c.subject, LOG_LVL_ERROR, 0, L"|wide"); });
+    const std::string text = run([&](Test_Cfg& cfg) { cfg.include = c.include, cfg.exclude = c.exclude; },
+                                 [&](auto& l) {
+                                   l.log_msg_i(c.subject, LOG_LVL_ERROR, 0, c.msg),
+                                       l.log_msg_i(c.subject, LOG_LVL_ERROR, 0, L"|wide");
+                                 });
     EXPECT_EQ(std::string(c.kept ? c.msg : "") + " |wide", text) << c.msg;
   }
 }
 
 TEST(LogRecord, LevelNamesAndSubjectBits) {
-  const std::pair<int, const char*> names[] = {{0, "CRT"}, {1, "CRT"},   {3, "WAN"},   {5, "INF"},       {8, "INF"},
+  const std::pair<int, const char*> names[] = {{0, "CRT"},   {1, "CRT"},   {3, "WAN"},  {5, "INF"},         {8, "INF"},
                                                {128, "TRC"}, {129, "UNK"}, {-1, "UNK"}, {0x40000000, "UNK"}};
   Test_Logger log;
   for (const auto& [level, name] : names) {
@@ -214,11 +229,14 @@ TEST(LogRecord, Scrambling) {
     EXPECT_EQ(len, log.encrypt(data, len));
     EXPECT_EQ(first, data[0]);
   }
-  auto scramble = [](std::string t) { return (void)std::for_each(t.begin(), t.end(), [](char& ch) { ch ^= '\xA5'; }), t; };
+  auto scramble = [](std::string t) {
+    return (void)std::for_each(t.begin(), t.end(), [](char& ch) { ch ^= '\xA5'; }), t;
+  };
   const std::string big(20000, 'q');
   CaptureStdout();
-  const std::string text = run([](Test_Cfg& cfg) { cfg.encrypt_key = 0x1A5, cfg.style_ = 16, cfg.has_head_ = false, cfg.output_ = 3; },
-                               [&](auto& l) { l.log_error("secret"), l.write(big.data(), 20000), l.write_bound('-'); });
+  const std::string text =
+      run([](Test_Cfg& cfg) { cfg.encrypt_key = 0x1A5, cfg.style_ = 16, cfg.has_head_ = false, cfg.output_ = 3; },
+          [&](auto& l) { l.log_error("secret"), l.write(big.data(), 20000), l.write_bound('-'); });
   EXPECT_EQ(scramble("secret\n"), GetCapturedStdout());
   EXPECT_TRUE(scramble("secret\n") + '\0' + scramble(big) + std::string(80, '-') + "\n" == text);
   EXPECT_EQ('q', big[0]);
@@ -228,9 +246,13 @@ TEST(LogRecord, CharacterSetsFileAndConsole) {
   const std::string saved = setlocale(LC_ALL, nullptr);
   const std::string cafe = "caf\xc3\xa9";
   // `wide`: the message of a wide call; null for a narrow call of `msg`.
-  const struct { unsigned charset; const wchar_t* wide; std::string msg, file, console; } cases[] = {
+  const struct {
+    unsigned charset;
+    const wchar_t* wide;
+    std::string msg, file, console;
+  } cases[] = {
       {0, nullptr, cafe, cafe, cafe},
-      {2, nullptr, cafe, cafe, "c"},  // a wide line read as narrow shows its first character
+      {2, nullptr, cafe, cafe, "c"},                  // a wide line read as narrow shows its first character
       {2, nullptr, std::string(20479, 'x'), "", ""},  // too long for a wide file: dropped
       {2, nullptr, std::string(20478, 'x'), std::string(20478, 'x'), "x"},
       {0, L"caf\u00e9", "", " " + cafe, " "},
@@ -240,12 +262,13 @@ TEST(LogRecord, CharacterSetsFileAndConsole) {
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << "row " << &c - cases);
     CaptureStdout();
-    const std::string text = run([&](Test_Cfg& cfg) { cfg.charset_ = c.charset, cfg.locale_ = "C.UTF-8", cfg.output_ = 3; },
-                                 [&](auto& l) {
-                                   c.wide ? l.log_msg_i(nullptr, LOG_LVL_ERROR, 0, c.wide)
-                                          : l.log_msg_i(nullptr, LOG_LVL_ERROR, 0, c.msg.c_str());
-                                   l.write_bound('=');
-                                 });
+    const std::string text =
+        run([&](Test_Cfg& cfg) { cfg.charset_ = c.charset, cfg.locale_ = "C.UTF-8", cfg.output_ = 3; },
+            [&](auto& l) {
+              c.wide ? l.log_msg_i(nullptr, LOG_LVL_ERROR, 0, c.wide)
+                     : l.log_msg_i(nullptr, LOG_LVL_ERROR, 0, c.msg.c_str());
+              l.write_bound('=');
+            });
     EXPECT_TRUE(c.console == GetCapturedStdout()) << &c - cases;
     EXPECT_TRUE(c.file + std::string(80, '=') + "\n" == text) << &c - cases;
   }
@@ -266,9 +289,16 @@ TEST(LogRecord, CharacterSetsFileAndConsole) {
 TEST(LogRecord, OverlongMessagesAreCutKeepingTheLineBreak) {
   const std::string huge(100000, 'a');
   const std::wstring wide_huge(100000, L'a');
-  const struct { int style; bool wide; size_t size; char last; } cases[] = {
-      {16, false, 40959, '\n'}, {256, false, 40959, 'a'}, {4 | 16, false, 40959, '\n'},
-      {16, true, 66559, '\n'},  {256, true, 66559, 'a'}};
+  const struct {
+    int style;
+    bool wide;
+    size_t size;
+    char last;
+  } cases[] = {{16, false, 40959, '\n'},
+               {256, false, 40959, 'a'},
+               {4 | 16, false, 40959, '\n'},
+               {16, true, 66559, '\n'},
+               {256, true, 66559, 'a'}};
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << "style " << c.style << (c.wide ? " wide" : " narrow"));
     const std::string text = run(nullptr, [&](auto& l) {
@@ -294,9 +324,10 @@ TEST(LogRecord, FileExceptionsAreCaughtAndTheConsoleStillEchoes) {
   run<Log_Impl_T<Throwing_IO, Log_Win32_Process_Mutex, Test_Cfg>>(
       [](Test_Cfg& cfg) { cfg.output_ = 3; },
       [](auto& l) { l.log_msg_i(nullptr, LOG_LVL_ERROR, 0, "one"), l.log_msg_i(nullptr, LOG_LVL_ERROR, 0, L"two"); });
-  EXPECT_EQ("\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i catch exception CATCHED.\none"
-            "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i_w catch exception CATCHED.\n ",
-            GetCapturedStdout());
+  EXPECT_EQ(
+      "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i catch exception CATCHED.\none"
+      "\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i_w catch exception CATCHED.\n ",
+      GetCapturedStdout());
 }
 
 // Counts rotations instead of doing them.
@@ -309,12 +340,13 @@ TEST(LogRecord, SizeLimitCallsBackFileBeforeTheRecord) {
   // {max_size, rotations expected}
   for (const auto& c : {std::pair{14u, 0}, {13u, 1}, {12u, 2}, {0xFFFFFFFFu, 0}}) {
     SCOPED_TRACE(testing::Message() << "max_size " << c.first);
-    run<Counting_Logger>([&](Test_Cfg& cfg) { cfg.max_size_ = c.first; }, [&](auto& l) {
-      l.write("123456789\n", 10);
-      l.log_msg_i(nullptr, LOG_LVL_ERROR, 0, "abc");  // 10 + 3 bytes
-      l.log_msg_i(nullptr, LOG_LVL_ERROR, 0, L"");    // 13 + 1 character (the blank)
-      EXPECT_EQ(c.second, l.rotations) << c.first;
-    });
+    run<Counting_Logger>([&](Test_Cfg& cfg) { cfg.max_size_ = c.first; },
+                         [&](auto& l) {
+                           l.write("123456789\n", 10);
+                           l.log_msg_i(nullptr, LOG_LVL_ERROR, 0, "abc");  // 10 + 3 bytes
+                           l.log_msg_i(nullptr, LOG_LVL_ERROR, 0, L"");    // 13 + 1 character (the blank)
+                           EXPECT_EQ(c.second, l.rotations) << c.first;
+                         });
   }
 }
 

@@ -63,7 +63,10 @@ TEST(Backups, PruningByCount) {
   const std::string y1 = "tavn_2001-01-01_00-00-00.log", y2 = "tavn_2002-01-01_00-00-00.log",
                     y3 = "tavn_2003-01-01_00-00-00.log", y4 = "tavn_2004-01-01_00-00-00.log";
   // The old backups before and after one pruning.
-  const struct { int max_count; Names existing, left; } cases[] = {
+  const struct {
+    int max_count;
+    Names existing, left;
+  } cases[] = {
       {1, {y1}, {}}, {2, {y1, y2}, {y1}}, {2, {y1}, {y1}}, {3, {y1, y2, y3, y4}, {y1, y3, y4}}, {1, {}, {}},
   };
   for (const auto& c : cases) {
@@ -96,7 +99,9 @@ TEST(Backups, NamesAndSearch) {
   const std::string long_name(KAVRI_LOG::kMaxPath, 'x');
   // name -> backup name (or "" when it does not fit), folder and pattern
   // searched (or "" when refused).
-  const struct { std::string name, backup, dir, pattern; } cases[] = {
+  const struct {
+    std::string name, backup, dir, pattern;
+  } cases[] = {
       {"tavn.log", "tavn_S.log", "./", "tavn_*.log"},
       {"logs\\tavn.log", "logs\\tavn_S.log", "logs/", "tavn_*.log"},
       {"logs.d/tavn", "logs_S.log", "logs.d/", "tavn_*.log"},  // the stem is cut at the folder's "."
@@ -141,11 +146,16 @@ TEST(Rotation, NamesWithoutExtensionOrTooLong) {
   EXPECT_EQ(npos, o.text().find("gone"));
 }
 
-
 TEST(PathNorm, BothNormalisersAgree) {
   const std::pair<const char*, const char*> cases[] = {
-      {"", ""},           {"a//b", "a/b"},       {"logs\\\\run.log", "logs/run.log"}, {"sub\\x.log", "sub/x.log"},
-      {"./t.log", "./t.log"}, {"a/\\/b//", "a/b/"}, {"//x", "/x"},                      {"\\", "/"},
+      {"", ""},
+      {"a//b", "a/b"},
+      {"logs\\\\run.log", "logs/run.log"},
+      {"sub\\x.log", "sub/x.log"},
+      {"./t.log", "./t.log"},
+      {"a/\\/b//", "a/b/"},
+      {"//x", "/x"},
+      {"\\", "/"},
       {"\\\\srv\\x", "\\\\srv/x"},  // a leading pair is kept without a run ...
       {"\\\\srv\\\\x", "srv/x"},    // ... and dropped with one
       {"\\\\\\x", "\\\\/x"},        // one separator after the pair is no run
@@ -166,14 +176,36 @@ TEST(PathNorm, BothNormalisersAgree) {
 // Exact and case-sensitive; each "*" takes only the first occurrence of the
 // text after it, without backtracking.
 TEST(MatchString, Rules) {
-  const struct { const char *pattern, *text; bool match; } cases[] = {
-      {"", "", true},        {"", "a", false},        {"abc", "abc", true},     {"abc", "abcd", false},
-      {"abcd", "abc", false}, {"ABC", "abc", false},  {"a?c", "abc", true},     {"a?c", "ac", false},
-      {"ab?", "ab", false},  {"?", "", false},        {"*", "", true},          {"a*", "a", true},
-      {"*c", "abc", true},   {"*c", "abcc", false},   {"**a", "xa", true},      {"*?", "x", true},
-      {"*?", "xy", false},   {"a*b?c", "abZc", true}, {"a*?b", "aXb", true},    {"a*?b", "aXYb", false},
-      {"*.log", "a.log", true}, {"*.log", "a.log.log", false}, {"*ab?d", "abxabcd", false}, {"*ab?d", "abcd", true},
-      {"tavn_*.log", "tavn_2026-11-15_12-00-00.log", true}, {"tavn_*.log", "TAVN_x.log", false},
+  const struct {
+    const char *pattern, *text;
+    bool match;
+  } cases[] = {
+      {"", "", true},
+      {"", "a", false},
+      {"abc", "abc", true},
+      {"abc", "abcd", false},
+      {"abcd", "abc", false},
+      {"ABC", "abc", false},
+      {"a?c", "abc", true},
+      {"a?c", "ac", false},
+      {"ab?", "ab", false},
+      {"?", "", false},
+      {"*", "", true},
+      {"a*", "a", true},
+      {"*c", "abc", true},
+      {"*c", "abcc", false},
+      {"**a", "xa", true},
+      {"*?", "x", true},
+      {"*?", "xy", false},
+      {"a*b?c", "abZc", true},
+      {"a*?b", "aXb", true},
+      {"a*?b", "aXYb", false},
+      {"*.log", "a.log", true},
+      {"*.log", "a.log.log", false},
+      {"*ab?d", "abxabcd", false},
+      {"*ab?d", "abcd", true},
+      {"tavn_*.log", "tavn_2026-11-15_12-00-00.log", true},
+      {"tavn_*.log", "TAVN_x.log", false},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.pattern << " vs " << c.text);
@@ -211,8 +243,8 @@ TEST(FindFiles, MatchingDirectoriesAreSearchedWithNamesRunTogether) {
   std::filesystem::create_directories(t.file("tavn_d.log"));
   t.write("tavn_d.log/tavn_e.log", "");
   const std::string joined = t.write("tavn_d.logtavn_e.log", "");  // the path the nested search builds
-  std::filesystem::create_directories(t.file("\\"));              // "dir/" + "\" leads back to "dir/"
-  EXPECT_EQ(find(t.file(), "*.log"), Paths{joined});  // stops at the first ".log": found only nested
+  std::filesystem::create_directories(t.file("\\"));               // "dir/" + "\" leads back to "dir/"
+  EXPECT_EQ(find(t.file(), "*.log"), Paths{joined});               // stops at the first ".log": found only nested
   EXPECT_EQ(find(t.file(), "*"), (Paths{joined, joined}));
 }
 

@@ -43,7 +43,8 @@ TEST_F(SingletonTest, MergeOrderOutputObjectThenRecordThenFile) {
   const std::string main_cfg = dir_.write("main.cfg", "[logger]\nlevel = debug\noutput = 0\n");
   ASSERT_EQ(0, Singleton::open(main_cfg.c_str(), nullptr, &mine, reinterpret_cast<void*>(0x1234), &io, nullptr));
   const Test_Cfg* got = &Holder::instance()->cfg_;
-  EXPECT_EQ(std::make_tuple(63, 0, 9, reinterpret_cast<void*>(0x1234)), std::make_tuple(got->level_, got->output_, got->max_count_, got->module_));
+  EXPECT_EQ(std::make_tuple(63, 0, 9, reinterpret_cast<void*>(0x1234)),
+            std::make_tuple(got->level_, got->output_, got->max_count_, got->module_));
   Singleton::release();
   ASSERT_EQ(0, Singleton::open(nullptr, nullptr, nullptr, nullptr, &io, nullptr));
   got = &Holder::instance()->cfg_;
@@ -88,9 +89,13 @@ TEST_F(SingletonTest, FailedOpenStaysRegistered) {
 TEST_F(SingletonTest, RelativeNamesAreNormalised) {
   ASSERT_EQ(0, chdir(dir_.path().c_str()));
   const std::string at_limit = std::string(257, 'a') + "//b", over = std::string(258, 'a') + "//b";
-  const std::pair<std::string, std::string> cases[] = {
-      {"logs\\\\run.log", "logs/run.log"}, {"\\x", "/x"}, {"C:\\\\x.log", "C:\\\\x.log"}, {"/var//x.log", "/var//x.log"},
-      {"\\\\srv\\\\x", "\\\\srv\\\\x"}, {at_limit, std::string(257, 'a') + "/b"}, {over, over}};
+  const std::pair<std::string, std::string> cases[] = {{"logs\\\\run.log", "logs/run.log"},
+                                                       {"\\x", "/x"},
+                                                       {"C:\\\\x.log", "C:\\\\x.log"},
+                                                       {"/var//x.log", "/var//x.log"},
+                                                       {"\\\\srv\\\\x", "\\\\srv\\\\x"},
+                                                       {at_limit, std::string(257, 'a') + "/b"},
+                                                       {over, over}};
   for (const auto& [given, used] : cases) {
     SCOPED_TRACE(given);
     Test_Cfg cfg;
@@ -127,12 +132,14 @@ class CheckConfig : public ::testing::Test {
 };
 
 TEST_F(CheckConfig, ChangedFileIsTakenBackAfterElevenSeconds) {
-  write_cfg("[logger]\nlevel = debug\nconsole_level = 2\nstyle = short\nflush = 1\nmaxsize = 99999\ntitle = New\n", 2000000);
+  write_cfg("[logger]\nlevel = debug\nconsole_level = 2\nstyle = short\nflush = 1\nmaxsize = 99999\ntitle = New\n",
+            2000000);
   check(10);  // within the interval: nothing happens
   EXPECT_EQ(15, log_.cfg_.level_);
   check(11);
   const Test_Cfg& c = log_.cfg_;  // console_level from level, not console_level; the rest stays as opened
-  EXPECT_EQ(std::make_tuple(63, 63, 61, true, 2000000), std::make_tuple(c.level_, c.console_level_, c.style_, c.flush_always_, c.cfg_mtime));
+  EXPECT_EQ(std::make_tuple(63, 63, 61, true, 2000000),
+            std::make_tuple(c.level_, c.console_level_, c.style_, c.flush_always_, c.cfg_mtime));
   EXPECT_EQ(std::make_pair(10485760u, std::string("Unit Log")), std::make_pair(c.max_size_, c.title_));
   write_cfg("[logger]\nlevel = all\n", 2000000);  // the same time: not read
   check(100);

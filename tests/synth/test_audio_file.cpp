@@ -28,21 +28,19 @@ TEST_F(AudioFile, HeaderHandling) {
   struct Case {
     const char* name;
     std::vector<Piece> pieces;
-    size_t size;                 // expected file size
-    int header;                  // expected header length patched (0: none)
+    size_t size;  // expected file size
+    int header;   // expected header length patched (0: none)
   } cases[] = {
       {"no headers", {make_piece(1, 0, 100), make_piece(1, 0, 100), make_piece(0, 0, 50)}, 250, 0},
-      {"44 in every piece",
-       {make_piece(1, 44, 0), make_piece(1, 44, 300), make_piece(0, 44, 200)}, 544, 44},
+      {"44 in every piece", {make_piece(1, 44, 0), make_piece(1, 44, 300), make_piece(0, 44, 200)}, 544, 44},
       // Later pieces are assumed to carry the same header and lose 44 bytes.
-      {"44 in the first only",
-       {make_piece(1, 44, 100), make_piece(1, 0, 300), make_piece(0, 0, 200)}, 556, 44},
-      {"58 in every piece",
-       {make_piece(1, 58, 10), make_piece(1, 58, 300), make_piece(0, 58, 200)}, 568, 58},
+      {"44 in the first only", {make_piece(1, 44, 100), make_piece(1, 0, 300), make_piece(0, 0, 200)}, 556, 44},
+      {"58 in every piece", {make_piece(1, 58, 10), make_piece(1, 58, 300), make_piece(0, 58, 200)}, 568, 58},
       {"last piece only", {make_piece(0, 44, 400)}, 444, 44},
       {"empty pieces skipped",
        {make_piece(1, 44, 0), make_piece(1, 0, 0), make_piece(1, 44, 300), make_piece(0, 0, 0)},
-       344, 44},
+       344,
+       44},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -69,7 +67,10 @@ TEST_F(AudioFile, LaterPieceShorterThanTheHeaderWritesNothing) {
 }
 
 TEST_F(AudioFile, TooShortWithoutSynch) {
-  struct Case { uint32_t sound; uint32_t want; } cases[] = {
+  struct Case {
+    uint32_t sound;
+    uint32_t want;
+  } cases[] = {
       {155, ERR_OUTPUT_TOO_SHORT},  // 44 + 155 = 199 bytes
       {156, 0},                     // 200 bytes
       {0, ERR_OUTPUT_TOO_SHORT},
@@ -84,9 +85,12 @@ TEST_F(AudioFile, TooShortWithoutSynch) {
 }
 
 TEST_F(AudioFile, EngineFailuresLeaveTheFile) {
-  std::vector<Piece> script = {make_piece(1, 44, 300), make_piece(1, 44, 300),
-                               make_piece(0, 44, 300)};
-  struct Case { scripted::Op op; uint32_t nth; size_t size; } cases[] = {
+  std::vector<Piece> script = {make_piece(1, 44, 300), make_piece(1, 44, 300), make_piece(0, 44, 300)};
+  struct Case {
+    scripted::Op op;
+    uint32_t nth;
+    size_t size;
+  } cases[] = {
       {scripted::Op::SynthText, 1, 0},    // closed, empty
       {scripted::Op::FetchNext, 1, 344},  // the first piece was written, unpatched
       {scripted::Op::FetchNext, 2, 644},
@@ -108,8 +112,7 @@ TEST_F(AudioFile, EngineFailuresLeaveTheFile) {
 
 TEST_F(AudioFile, UnwritableOutput) {
   std::string bad = dir_.file("no/such/dir/a.wav");
-  EXPECT_EQ(Talvern_Impl("x", false, bad.c_str(), nullptr, nullptr, nullptr, nullptr),
-            ERR_OPEN_FILE);
+  EXPECT_EQ(Talvern_Impl("x", false, bad.c_str(), nullptr, nullptr, nullptr, nullptr), ERR_OPEN_FILE);
   EXPECT_EQ(scripted::record().synth_text, 0);
   EXPECT_EQ(scripted::record().open_handles, 0);
 }

@@ -24,10 +24,13 @@ class Driver : public ::testing::Test {
 
 TEST_F(Driver, RefusesMissingInputBeforeTheEngine) {
   const std::string o = out();
-  struct Case { const char* text; const char* out; uint32_t want; } cases[] = {
-      {nullptr, o.c_str(), ERR_NULL_INPUT}, {"x", nullptr, ERR_NULL_INPUT},
-      {nullptr, nullptr, ERR_NULL_INPUT},   {"", o.c_str(), ERR_EMPTY_INPUT},
-      {"x", "", ERR_EMPTY_INPUT},           {"", nullptr, ERR_NULL_INPUT},
+  struct Case {
+    const char* text;
+    const char* out;
+    uint32_t want;
+  } cases[] = {
+      {nullptr, o.c_str(), ERR_NULL_INPUT}, {"x", nullptr, ERR_NULL_INPUT}, {nullptr, nullptr, ERR_NULL_INPUT},
+      {"", o.c_str(), ERR_EMPTY_INPUT},     {"x", "", ERR_EMPTY_INPUT},     {"", nullptr, ERR_NULL_INPUT},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.text << " -> " << c.out);
@@ -61,8 +64,7 @@ TEST_F(Driver, TextFilesAndTheTextLimit) {
 
 TEST_F(Driver, ConnectRecordCarriesTheStringsCut) {
   std::string c1(40, '1'), c2(60, '2'), params(200, 'p');
-  ASSERT_EQ(Talvern_Impl("x", false, out().c_str(), c1.c_str(), c2.c_str(), params.c_str(),
-                         nullptr), 0u);
+  ASSERT_EQ(Talvern_Impl("x", false, out().c_str(), c1.c_str(), c2.c_str(), params.c_str(), nullptr), 0u);
   // Tag 0x101, the three strings cut to 127, 47 and 31 characters; every
   // other byte zero.
   std::vector<uint8_t> want(412, 0);
@@ -90,12 +92,25 @@ TEST_F(Driver, ConnectFailureReturnsTheEngineCode) {
 }
 
 TEST_F(Driver, FormatProbe) {
-  struct Case { const char* params; bool convert; } cases[] = {
-      {"5=101", true},        {"5=102", true},           {"5=103", true},
-      {"5=104", true},        {"a=1,5=0000103", true},   {"5=00000000000104", true},
-      {"5=100", false},       {"5=105", false},          {"15=3,5=101", false},
-      {"5=abc", false},       {"5=", false},             {"x=15=101", true},
-      {"5=1010", false},      {"5=123456789012345", false}, {"", false},
+  struct Case {
+    const char* params;
+    bool convert;
+  } cases[] = {
+      {"5=101", true},
+      {"5=102", true},
+      {"5=103", true},
+      {"5=104", true},
+      {"a=1,5=0000103", true},
+      {"5=00000000000104", true},
+      {"5=100", false},
+      {"5=105", false},
+      {"15=3,5=101", false},
+      {"5=abc", false},
+      {"5=", false},
+      {"x=15=101", true},
+      {"5=1010", false},
+      {"5=123456789012345", false},
+      {"", false},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.params);
@@ -135,16 +150,22 @@ TEST_F(Driver, OutputNameLimit) {
   // The effective name buffer holds 259 characters (255 plus ".tmp"); longer
   // names are refused with ERR_OPEN_FILE after a clean disconnect.
   const std::string base = dir_.path() + "/";
-  struct Case { size_t length; const char* params; uint32_t want; } cases[] = {
-      {259, nullptr, 0},        {260, nullptr, ERR_OPEN_FILE}, {255, "5=101", 0},
-      {256, "5=101", ERR_OPEN_FILE}, {5000, nullptr, ERR_OPEN_FILE},
+  struct Case {
+    size_t length;
+    const char* params;
+    uint32_t want;
+  } cases[] = {
+      {259, nullptr, 0},
+      {260, nullptr, ERR_OPEN_FILE},
+      {255, "5=101", 0},
+      {256, "5=101", ERR_OPEN_FILE},
+      {5000, nullptr, ERR_OPEN_FILE},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.length);
     scripted::reset();
     std::string name = base + std::string(c.length - base.size(), 'n');
-    EXPECT_EQ(Talvern_Impl("x", false, name.c_str(), nullptr, nullptr, c.params, nullptr), c.want)
-        << c.length;
+    EXPECT_EQ(Talvern_Impl("x", false, name.c_str(), nullptr, nullptr, c.params, nullptr), c.want) << c.length;
     scripted::Record r = scripted::record();
     EXPECT_EQ(r.synth_text, c.want == 0 ? 1 : 0);
     EXPECT_EQ(r.disconnect, 1);

@@ -2,8 +2,8 @@
 // level logged: no crash, no hang and no sanitizer report, run after run.
 // The exit hook closes the log while records are in flight; records that
 // come after it are skipped.
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -30,10 +30,8 @@ constexpr int kThreads = 4;
       const std::string out = "t" + std::to_string(t) + ".wav";
       const std::wstring wout(out.begin(), out.end());
       for (;;) {
-        if (t % 2)
-          TalvernSynthW(L"Wide request.", false, wout.c_str(), L"", L"", L"");
-        else
-          TalvernSynth("Narrow request.", false, out.c_str(), "c1", nullptr, nullptr);
+        if (t % 2) TalvernSynthW(L"Wide request.", false, wout.c_str(), L"", L"", L"");
+        else TalvernSynth("Narrow request.", false, out.c_str(), "c1", nullptr, nullptr);
       }
     }).detach();
   usleep(static_cast<useconds_t>(delay_us));

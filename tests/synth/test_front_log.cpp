@@ -40,9 +40,9 @@ TEST_F(FrontLog, NarrowEntryTracesAndClosingRecords) {
   EXPECT_EQ(count(s, "TalvernSynth | enter."), 2u);
   EXPECT_EQ(count(s, "TalvernSynth | leave."), 3u);
   EXPECT_NE(s.find("[INF]"), std::string::npos);
-  EXPECT_NE(s.find("TalvernSynth(Hello.,text,a.wav,c1,c2,p=1) complete successfully!"),
-            std::string::npos);
-  EXPECT_NE(s.find("TalvernSynth(" + std::string(256, 't') + ",text,a.wav,(null),c2,(null)) "
+  EXPECT_NE(s.find("TalvernSynth(Hello.,text,a.wav,c1,c2,p=1) complete successfully!"), std::string::npos);
+  EXPECT_NE(s.find("TalvernSynth(" + std::string(256, 't') +
+                   ",text,a.wav,(null),c2,(null)) "
                    "complete successfully!"),
             std::string::npos);
   EXPECT_EQ(count(s, "complete successfully!"), 2u);
@@ -101,24 +101,20 @@ TEST_F(FrontLog, DriverMessagesCarryTheirCodes) {
   scripted::fail(scripted::Op::SetParam, 0x80000005u);
   EXPECT_EQ(Talvern_Impl("x", false, "c.wav", nullptr, nullptr, "5=103", nullptr), 0u);
   scripted::fail(scripted::Op::Connect, 0x80005555u);
-  EXPECT_EQ(Talvern_Impl(std::string(70000, 'x').c_str(), false, "f.wav", nullptr, nullptr,
-                         nullptr, nullptr),
+  EXPECT_EQ(Talvern_Impl(std::string(70000, 'x').c_str(), false, "f.wav", nullptr, nullptr, nullptr, nullptr),
             0x80005555u);
   scripted::reset();
   char buf[16];
   char* p = buf;
-  EXPECT_EQ(TavnSynthSyn("A.", false, "s.wav", nullptr, nullptr, nullptr, "u", &p, 15),
-            ERR_SYNCH_BUFFER);
+  EXPECT_EQ(TavnSynthSyn("A.", false, "s.wav", nullptr, nullptr, nullptr, "u", &p, 15), ERR_SYNCH_BUFFER);
   const std::string s = log();
-  for (const char* message : {
-           "TTSFetchNext() return error, errcode = 0x80003333.",
-           "TTSSynth2File() function return errcode 0x80003333.\n",
-           "Disconnect from TTS Server failed, errcode 0x80004444.\n",
-           "Talvern_Impl TTSSetSynthParam(5(AudioHeadFmt),3) function return errcode 0x80000005.",
-           "ConvertToNMSVceFile failed, errcode 0xffffffff.\n",
-           "Input text size is bigger than max input size.",
-           "TTSConnect() function return errcode 0x80005555.",
-           "The buffer size for saving synch information  is too small"}) {
+  for (const char* message :
+       {"TTSFetchNext() return error, errcode = 0x80003333.", "TTSSynth2File() function return errcode 0x80003333.\n",
+        "Disconnect from TTS Server failed, errcode 0x80004444.\n",
+        "Talvern_Impl TTSSetSynthParam(5(AudioHeadFmt),3) function return errcode 0x80000005.",
+        "ConvertToNMSVceFile failed, errcode 0xffffffff.\n", "Input text size is bigger than max input size.",
+        "TTSConnect() function return errcode 0x80005555.",
+        "The buffer size for saving synch information  is too small"}) {
     SCOPED_TRACE(message);
     EXPECT_EQ(count(s, message), 1u) << message;
   }

@@ -1,7 +1,7 @@
 // Many threads making requests with every level logged: no crash, no torn
 // or lost record, also while the log rotates.
-#include <gtest/gtest.h>
 #include <dirent.h>
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -38,8 +38,7 @@ int requests_in_threads(bool wide) {
         if (wide)
           r = TalvernSynthW(std::wstring(text.begin(), text.end()).c_str(), false,
                             std::wstring(out.begin(), out.end()).c_str(), L"", L"", L"");
-        else
-          r = TalvernSynth(text.c_str(), false, out.c_str(), nullptr, nullptr, nullptr);
+        else r = TalvernSynth(text.c_str(), false, out.c_str(), nullptr, nullptr, nullptr);
         if (r != 0) ++failures;
       }
     });
@@ -104,9 +103,8 @@ TEST_F(LogStress, EveryRecordOnceAndWhole) {
     const std::string conn = wide ? ",,,)" : ",(null),(null),(null))";
     for (int t = 0; t < kThreads; ++t)
       for (int i = 0; i < kRequests; ++i) {
-        std::string rec = "TalvernSynth(request-" + std::to_string(t) + "-" + std::to_string(i) +
-                          ",text,out-" + std::to_string(t) + ".wav" + conn +
-                          " complete successfully!\n";
+        std::string rec = "TalvernSynth(request-" + std::to_string(t) + "-" + std::to_string(i) + ",text,out-" +
+                          std::to_string(t) + ".wav" + conn + " complete successfully!\n";
         size_t first = log.find(rec);
         ASSERT_NE(first, std::string::npos) << rec;
         ASSERT_EQ(log.find(rec, first + 1), std::string::npos) << rec;

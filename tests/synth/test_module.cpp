@@ -26,8 +26,7 @@ void counting_opener() { ++opener_calls; }
 
 bool correct_file(const std::string& path) {
   std::vector<uint8_t> f = read_bytes(path);
-  bool ok = f.size() == 58 + 8700 && le32(f, 4) == f.size() - 8 && le32(f, 54) == 8700 &&
-            le32(f, 46) == 8700;
+  bool ok = f.size() == 58 + 8700 && le32(f, 4) == f.size() - 8 && le32(f, 54) == 8700 && le32(f, 46) == 8700;
   for (size_t b = 58; ok && b < f.size(); ++b) ok = f[b] == 0x11;
   return ok;
 }
@@ -37,8 +36,7 @@ TEST(Module, StartUpRetriedAfterAThrowThenRunOnceForManyThreads) {
   Temp_Dir dir;
   std::string out = dir.file("m.wav");
   TTSModule::set_logger_opener(throwing_opener);
-  EXPECT_THROW(Talvern_Impl("x", false, out.c_str(), nullptr, nullptr, nullptr, nullptr),
-               std::runtime_error);
+  EXPECT_THROW(Talvern_Impl("x", false, out.c_str(), nullptr, nullptr, nullptr, nullptr), std::runtime_error);
   EXPECT_EQ(TalvernSynth("x", false, out.c_str(), nullptr, nullptr, nullptr), ERR_EXCEPTION);
   EXPECT_EQ(scripted::record().initialize, 0);
   EXPECT_EQ(opener_calls.load(), 2);
@@ -46,8 +44,8 @@ TEST(Module, StartUpRetriedAfterAThrowThenRunOnceForManyThreads) {
 
   // Eight threads make their first requests at once: one starts the module.
   using scripted::make_piece;
-  scripted::set_script({make_piece(1, 58, 0, 0, 0, 0, 58), make_piece(1, 58, 3000),
-                        make_piece(1, 58, 5000), make_piece(0, 58, 700)});
+  scripted::set_script(
+      {make_piece(1, 58, 0, 0, 0, 0, 58), make_piece(1, 58, 3000), make_piece(1, 58, 5000), make_piece(0, 58, 700)});
   TTSModule::set_logger_opener(counting_opener);
   opener_calls = 0;
   constexpr int kThreads = 8, kRequests = 25;
@@ -57,9 +55,7 @@ TEST(Module, StartUpRetriedAfterAThrowThenRunOnceForManyThreads) {
     threads.emplace_back([&, t] {
       for (int i = 0; i < kRequests; ++i) {
         std::string o = dir.file(std::to_string(t) + "-" + std::to_string(i) + ".wav");
-        if (Talvern_Impl("x", false, o.c_str(), nullptr, nullptr, nullptr, nullptr) != 0 ||
-            !correct_file(o))
-          ++bad;
+        if (Talvern_Impl("x", false, o.c_str(), nullptr, nullptr, nullptr, nullptr) != 0 || !correct_file(o)) ++bad;
       }
     });
   for (std::thread& t : threads) t.join();

@@ -3,8 +3,8 @@
 // level, flush, rotation.  Each case is its own process (the logger's
 // settings are read once per process); the log is then read back.  The
 // output itself is checked byte for byte by the other tests.
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -26,12 +26,11 @@ void* requests(void*) {
   const std::string long_text(70000, 'x');  // warned about and cut
   char synch[4096];
   char* p = synch;
-  const bool ok =
-      TalvernSynth("Narrow.", false, "n.wav", "c1", "c2", "p") == 0 &&
-      TalvernSynthW(L"Wide.", false, L"w.wav", L"", L"", L"") == 0 &&
-      TavnSynthSyn("Synch.", false, "s.wav", nullptr, nullptr, nullptr, "u", &p, 4095) == 0 &&
-      TalvernSynth(long_text.c_str(), false, "l.wav", nullptr, nullptr, nullptr) == 0 &&
-      TalvernSynth("missing.txt", true, "f.wav", nullptr, nullptr, nullptr) == TAVN_ERR_OPEN_FILE;
+  const bool ok = TalvernSynth("Narrow.", false, "n.wav", "c1", "c2", "p") == 0 &&
+                  TalvernSynthW(L"Wide.", false, L"w.wav", L"", L"", L"") == 0 &&
+                  TavnSynthSyn("Synch.", false, "s.wav", nullptr, nullptr, nullptr, "u", &p, 4095) == 0 &&
+                  TalvernSynth(long_text.c_str(), false, "l.wav", nullptr, nullptr, nullptr) == 0 &&
+                  TalvernSynth("missing.txt", true, "f.wav", nullptr, nullptr, nullptr) == TAVN_ERR_OPEN_FILE;
   bool more = ok;
   for (int i = 0; more && i < 150; ++i)  // over 40 KB of records: a small limit rotates
     more = TalvernSynth("Again.", false, "a.wav", nullptr, nullptr, nullptr) == 0;
@@ -52,8 +51,7 @@ int child_status(const Temp_Dir& dir, const std::string& cfg) {
     pthread_attr_setstacksize(&attr, kStack);
     pthread_t thread;
     void* result = reinterpret_cast<void*>(1);
-    if (pthread_create(&thread, &attr, requests, nullptr) != 0 || pthread_join(thread, &result) != 0)
-      _exit(3);
+    if (pthread_create(&thread, &attr, requests, nullptr) != 0 || pthread_join(thread, &result) != 0) _exit(3);
     exit(result == nullptr ? 0 : 4);  // exit(): the tail block is written
   }
   int status = 0;

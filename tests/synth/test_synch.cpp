@@ -42,11 +42,10 @@ TEST(WriteSynch, CapacityRules) {
     int want, used_after;
     const char* content;
   } cases[] = {
-      {0, 5, "abcde", 0, 5, "abcde"},    // equal to capacity: accepted
-      {0, 4, "abcde", -1, 5, ""},        // one over: emptied
-      {2, 5, "cde", 0, 5, "xxcde"},
-      {6, 5, "", -1, 6, ""},             // an earlier failure makes every append fail
-      {-3, 10, "ab", -1, -1, ""},        // a negative position is never written
+      {0, 5, "abcde", 0, 5, "abcde"},                         // equal to capacity: accepted
+      {0, 4, "abcde", -1, 5, ""},                             // one over: emptied
+      {2, 5, "cde", 0, 5, "xxcde"},   {6, 5, "", -1, 6, ""},  // an earlier failure makes every append fail
+      {-3, 10, "ab", -1, -1, ""},                             // a negative position is never written
       {0, -1, "", -1, 0, ""},
   };
   for (const Case& c : cases) {
@@ -70,8 +69,7 @@ class Synch : public ::testing::Test {
   }
   // Runs a request for `text` with the given fetched pieces (after a
   // header-only first piece) and a synch buffer of `capacity`.
-  uint32_t run(const char* text, std::vector<Piece> fetched, int capacity = 4000,
-               const char* url = "http://m/a") {
+  uint32_t run(const char* text, std::vector<Piece> fetched, int capacity = 4000, const char* url = "http://m/a") {
     fetched.insert(fetched.begin(), make_piece(1, 44, 0, 0, 0, 0, 44));
     scripted::set_script(std::move(fetched));
     buf_.assign(static_cast<size_t>(capacity) + 1, '#');
@@ -101,7 +99,8 @@ TEST_F(Synch, TimesAndRecords) {
        {sentence(8000, 7, 13), sentence(8000, 14, 20, 0)},
        next("0.000000", "World.") + next("0.250000", "Again.")},
       {"an end before the begin gives an empty text",
-       {sentence(100, 0, 6), sentence(100, 14, 7, 0)}, first("Hello.") + next("0.003125", "")},
+       {sentence(100, 0, 6), sentence(100, 14, 7, 0)},
+       first("Hello.") + next("0.003125", "")},
       {"offsets past the text are cut to it",
        {sentence(100, 0, 6), sentence(100, 14, 900, 0)},
        first("Hello.") + next("0.003125", "Again.")},
@@ -121,8 +120,7 @@ TEST_F(Synch, FormatWithoutBitRatePrintsInfinityOrNan) {
     std::string s = text();
     // bits 0 over rate 0 is not a number; later bits over 0 are infinite
     // ("%6f" pads both to six characters).
-    EXPECT_TRUE(std::regex_search(s, std::regex("Time:\" *-?nans\",\n    SentenseText :\"Two.\"")))
-        << s;
+    EXPECT_TRUE(std::regex_search(s, std::regex("Time:\" *-?nans\",\n    SentenseText :\"Two.\""))) << s;
     EXPECT_NE(s.find("Time:\"   infs\",\n    SentenseText :\"Six.\""), std::string::npos) << s;
   }
 }
@@ -141,8 +139,10 @@ TEST_F(Synch, CapacityTooSmallEmptiesTheText) {
   // One less than the head: refused before the engine synthesises anything.
   // Equal to the head: taken (the terminator goes one past); the first
   // record then overflows.  One less than the whole text: the tail fails.
-  struct Case { int capacity; int synth_calls; } cases[] = {
-      {head_length - 1, 0}, {head_length, 1}, {full - 1, 1}};
+  struct Case {
+    int capacity;
+    int synth_calls;
+  } cases[] = {{head_length - 1, 0}, {head_length, 1}, {full - 1, 1}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.capacity);
     scripted::reset();
@@ -195,8 +195,7 @@ TEST_F(Synch, FailureKeepsNoStreamOpen) {
               scripted::set_script({make_piece(1, 44, 0), sentence(5000, 0, 2, 0)});
               char buf[4000];
               char* p = buf;
-              return TavnSynthSyn("A.", false, out().c_str(), nullptr, nullptr, nullptr, "u", &p,
-                                  3999) == 0 ? 0 : 5;
+              return TavnSynthSyn("A.", false, out().c_str(), nullptr, nullptr, nullptr, "u", &p, 3999) == 0 ? 0 : 5;
             }),
             0);
   std::vector<uint8_t> f = read_bytes(out());
@@ -216,8 +215,7 @@ TEST_F(Synch, OtherModesBehaveAsNoRecord) {
   char buf[64] = "untouched";
   char* p = buf;
   extra_param_f rec{1, "u", "p", &p, 0, 63};
-  EXPECT_EQ(Talvern_Impl("A.", false, out().c_str(), nullptr, nullptr, nullptr, &rec),
-            ERR_OUTPUT_TOO_SHORT);
+  EXPECT_EQ(Talvern_Impl("A.", false, out().c_str(), nullptr, nullptr, nullptr, &rec), ERR_OUTPUT_TOO_SHORT);
   EXPECT_STREQ(buf, "untouched");
   EXPECT_EQ(rec.used, 0);
 }

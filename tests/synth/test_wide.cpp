@@ -27,9 +27,7 @@ class Wide : public ::testing::Test {
   }
   // Points the locale search at the test's folder (with "chs") or at an
   // empty one (without).
-  void use_chs(bool on) {
-    setenv("LOCPATH", on ? locales_->path().c_str() : empty_.path().c_str(), 1);
-  }
+  void use_chs(bool on) { setenv("LOCPATH", on ? locales_->path().c_str() : empty_.path().c_str(), 1); }
   static Temp_Dir* locales_;
   static bool have_chs_;
   Temp_Dir dir_, empty_;
@@ -60,7 +58,9 @@ TEST_F(Wide, WithoutChsTheCurrentLocaleConverts) {
   // whole, leaving no terminator; the read stops at the buffer's end.
   ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
   ASSERT_EQ(TalvernSynthW(L"\u4f60\u4f60a", false, out.c_str(), L"", L"", L""), 0u);
-  EXPECT_EQ(scripted::record().text, "\xe4\xbd\xa0\xe4\xbd\xa0" "a");
+  EXPECT_EQ(scripted::record().text,
+            "\xe4\xbd\xa0\xe4\xbd\xa0"
+            "a");
   EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), "C.UTF-8");
 }
 
