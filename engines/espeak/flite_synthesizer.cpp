@@ -186,17 +186,8 @@ uint32_t flite_sentence(const EngineSettings& settings, std::string_view text,
   size_t index = 0;
   const VoiceEntry* entry = find_voice(settings.voice, &index);
   if (entry == nullptr) return ENGINE_ERR_UNKNOWN_VOICE;
-  // Zero bytes inside become blanks so the rest of the sentence is not lost.
   std::string copy;
-  try {
-    copy.assign(text.data(), text.size());
-    out->clear();
-  } catch (const std::bad_alloc&) {
-    return ENGINE_ERR_NO_MEMORY;
-  }
-  for (char& c : copy) {
-    if (c == '\0') c = ' ';
-  }
+  if (uint32_t r = sentence_copy(text, &copy, out)) return r;
 
   State& s = state();
   std::shared_lock<std::shared_mutex> lock;

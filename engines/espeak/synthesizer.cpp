@@ -152,20 +152,23 @@ uint32_t synth_check_voice(const std::string& voice) {
   return load_voice(s, voice);
 }
 
-uint32_t synth_sentence(const EngineSettings& settings, std::string_view text,
-                        std::vector<int16_t>* out) {
-  // The copy is zero-terminated for libespeak-ng; zero bytes inside become
-  // blanks so the rest of the sentence is not lost.
-  std::string copy;
+uint32_t sentence_copy(std::string_view text, std::string* copy, std::vector<int16_t>* out) {
   try {
-    copy.assign(text.data(), text.size());
+    copy->assign(text.data(), text.size());
     out->clear();
   } catch (const std::bad_alloc&) {
     return ENGINE_ERR_NO_MEMORY;
   }
-  for (char& c : copy) {
+  for (char& c : *copy) {
     if (c == '\0') c = ' ';
   }
+  return 0;
+}
+
+uint32_t synth_sentence(const EngineSettings& settings, std::string_view text,
+                        std::vector<int16_t>* out) {
+  std::string copy;  // zero-terminated for libespeak-ng
+  if (uint32_t r = sentence_copy(text, &copy, out)) return r;
 
   State& s = state();
   std::lock_guard<std::mutex> lock(s.mu);

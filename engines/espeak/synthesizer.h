@@ -47,6 +47,11 @@ void synth_terminate();
 // Samples per second of synth_sentence's output; 0 when not started.
 uint32_t synth_sample_rate();
 
+// Copies a sentence's text for a synthesizer, zero bytes inside turned into
+// blanks so the rest of the sentence is not lost, and empties `out`.
+// Returns 0 or ENGINE_ERR_NO_MEMORY.  Shared by both back ends; no lock.
+uint32_t sentence_copy(std::string_view text, std::string* copy, std::vector<int16_t>* out);
+
 // Loads `voice` to see that it exists.  Returns 0, ENGINE_ERR_UNKNOWN_VOICE
 // or ENGINE_ERR_NOT_INITIALIZED.
 uint32_t synth_check_voice(const std::string& voice);
