@@ -142,6 +142,14 @@ TEST(SayCommand, SpeechMarksFollowTheSynchText) {
   const std::string vtt = sh.file("m.vtt");  // u-law: times from the WAVE header's byte rate
   EXPECT_EQ(vtt.rfind("WEBVTT\n\n00:00:00.000 --> 00:00:", 0), 0u) << vtt;
   EXPECT_NE(vtt.find("\n\"Quoted\" words &amp; more!\n"), std::string::npos) << vtt;
+
+  // MP3 has no bit rate: the times come from a PCM rendering of the same text.
+  ASSERT_EQ(sh.run("$SAY --format 30 -f in.txt -o d.mp3 --marks json=d.json"), 0);
+  const std::string mp3 = sh.file("d.json");
+  size_t m = 0;
+  for (std::sregex_iterator it(mp3.begin(), mp3.end(), mark), end; it != end; ++it, ++m)
+    EXPECT_NEAR(std::stol((*it)[1]), times.at(m), 50) << mp3;
+  EXPECT_EQ(m, 3u) << mp3;
   EXPECT_TRUE(sh.tmp_empty());
 }
 
