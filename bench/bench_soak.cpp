@@ -18,13 +18,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "synth/tavn.h"
+#include "tests/support/log_lines.h"
 
 namespace {
 
@@ -91,20 +91,13 @@ Figures soak(int threads, int requests) {
 
 // Every line is a whole record or a line of a head or tail block.
 long torn_lines(const std::string& path) {
-  static const std::regex record(
-      R"(\[\d\d/\d\d/\d\d-\d\d:\d\d:\d\d \d{3}\]\[[A-Z]{3}\]\[Px[0-9a-f]{4,}\]\[Tx[0-9a-f]{4,}\] )"
-      R"((?:(?!\[Px).)*)");
-  static const std::regex block(
-      R"(=+|\t(Kavri log file|Subject :|(Created|Continued)-Time :|Application:|Module:|PID: )"
-      R"(|Talvern Logging (End|Continue)-Time: ).*)");
   std::ifstream in(path, std::ios::binary);
   std::stringstream ss;
   ss << in.rdbuf();
   const std::string text = ss.str();
   long torn = !text.empty() && text.back() != '\n';
   std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line);)
-    torn += !std::regex_match(line, record) && !std::regex_match(line, block);
+  for (std::string line; std::getline(lines, line);) torn += !whole_log_line(line);
   return torn;
 }
 

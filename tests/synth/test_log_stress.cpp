@@ -8,7 +8,6 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -16,6 +15,7 @@
 
 #include "engines/scripted/scripted_engine.h"
 #include "synth/tavn.h"
+#include "tests/support/log_lines.h"
 #include "tests/support/test_support.h"
 
 namespace {
@@ -57,16 +57,10 @@ int run_requests(bool wide = false) {
 // Every line of `text` is one whole record or a line of a head or tail
 // block; returns the first that is not, or "".
 std::string first_torn_line(const std::string& text) {
-  static const std::regex record(
-      R"(\[\d\d/\d\d/\d\d-\d\d:\d\d:\d\d \d{3}\]\[[A-Z]{3}\]\[Px[0-9a-f]{4,}\]\[Tx[0-9a-f]{4,}\] )"
-      R"((?:(?!\[Px).)*)");
-  static const std::regex block(
-      R"(=+|\t(Kavri log file|Subject :|(Created|Continued)-Time :|Application:|Module:|PID: )"
-      R"(|Talvern Logging (End|Continue)-Time: ).*)");
   std::istringstream in(text);
   std::string line;
   while (std::getline(in, line))
-    if (!std::regex_match(line, record) && !std::regex_match(line, block)) return line;
+    if (!whole_log_line(line)) return line;
   if (!text.empty() && text.back() != '\n') return "(no final line break)";
   return "";
 }
