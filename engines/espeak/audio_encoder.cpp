@@ -57,7 +57,7 @@ uint32_t AudioEncoder::start(const OutputFormat& fmt, uint32_t input_rate, Resam
   }
   if (resampler_ == nullptr && fmt.sample_rate != input_rate) {
     soxr_error_t err = nullptr;
-    soxr_io_spec_t io = soxr_io_spec(SOXR_INT16_I, SOXR_INT16_I);
+    soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT32_I, SOXR_INT16_I);
     io.flags = SOXR_NO_DITHER;  // silence stays exactly silent, output is repeatable
     const soxr_quality_spec_t quality = soxr_quality_spec(recipe, 0);
     const soxr_runtime_spec_t runtime = soxr_runtime_spec(1);  // no helper threads
@@ -93,32 +93,73 @@ uint32_t AudioEncoder::start(const OutputFormat& fmt, uint32_t input_rate, Resam
   return 0;
 }
 
+// Hands `count` samples to the resampler as floats, kResampleBlock at a
+// time: the conversion loop runs over whole blocks (the compiler turns it
+// into vector code), and the resampler's buffers stay small.
+uint32_t AudioEncoder::feed(const int16_t* samples, size_t count, size_t* total) {
+  for (size_t at = 0; at < count; at += kResampleBlock) {
+    const size_t len = count - at < kResampleBlock ? count - at : kResampleBlock;
+    float* block = block_.data();
+    const int16_t* in = samples + at;
+    constexpr float kScale = 1.0f / 32768;  // the resampler's own scale for 16-bit input
+    if (len == kResampleBlock) {
+      for (size_t i = 0; i < kResampleBlock; ++i) block[i] = in[i] * kScale;
+    } else {
+      for (size_t i = 0; i < len; ++i) block[i] = in[i] * kScale;
+    }
+    // soxr_process takes no more input than its output room can hold.
+    for (size_t used = 0; used < len;) {
+      if (*total == resampled_.size()) resampled_.resize(resampled_.size() * 2);
+      size_t done_in = 0, done_out = 0;
+      const soxr_error_t err =
+          soxr_process(resampler_, block + used, len - used, &done_in, resampled_.data() + *total,
+                       resampled_.size() - *total, &done_out);
+      if (err != nullptr || (done_in == 0 && done_out == 0)) return ENGINE_ERR_CODEC;
+      used += done_in;
+      *total += done_out;
+    }
+  }
+  return 0;
+}
+
 uint32_t AudioEncoder::resample(const int16_t* samples, size_t count) {
   if (resampler_ == nullptr) {
     resampled_.assign(samples, samples + count);
     resampled_count_ = count;
     return 0;
   }
-  // The whole sentence, then the flush: its output is complete and aligned,
-  // and soxr_clear readies the resampler for the next sentence.
-  const size_t expected =
-      static_cast<size_t>(static_cast<double>(count) * resampler_rate_ / input_rate_) + 64;
-  if (resampled_.size() < expected) resampled_.resize(expected);  // kept between sentences
-  size_t done_in = 0, done_out = 0;
-  soxr_error_t err = soxr_process(resampler_, samples, count, &done_in, resampled_.data(),
-                                  resampled_.size(), &done_out);
-  size_t total = done_out;
-  while (err == nullptr) {
+  // Each sentence is resampled on its own and flushed: its length is the
+  // resampler's rounding of count * out / in (the same double arithmetic).
+  const double io_ratio = static_cast<double>(input_rate_) / resampler_rate_;
+  const size_t expected = static_cast<size_t>(static_cast<double>(count) / io_ratio + .5);
+  if (resampled_.size() < expected + kResampleSlack) {
+    resampled_.resize(expected + kResampleSlack);  // kept between sentences
+  }
+  if (block_.size() < kResampleBlock) block_.resize(kResampleBlock);
+  size_t total = 0;
+  uint32_t r = feed(samples, count, &total);
+  const bool quick = resampler_recipe_ == SOXR_QQ;
+  if (r == 0 && quick) {
+    // Cubic interpolation looks two samples ahead, so a few zeros after the
+    // sentence give its last samples at once: the values the flush gives,
+    // without the flush's whole block of silence.
+    static const int16_t kSilence[kQuickTail] = {};
+    r = feed(kSilence, kQuickTail, &total);
+  }
+  // The other recipes' filters need the flush for their last samples.
+  while (r == 0 && !(quick && total >= expected)) {
     if (total == resampled_.size()) resampled_.resize(resampled_.size() * 2);
     size_t more = 0;
-    err = soxr_process(resampler_, nullptr, 0, nullptr, resampled_.data() + total,
-                       resampled_.size() - total, &more);
+    if (soxr_process(resampler_, nullptr, 0, nullptr, resampled_.data() + total,
+                     resampled_.size() - total, &more) != nullptr) {
+      r = ENGINE_ERR_CODEC;
+    }
     total += more;
     if (more == 0) break;
   }
-  soxr_clear(resampler_);
-  if (err != nullptr || done_in != count) return ENGINE_ERR_CODEC;
-  resampled_count_ = total;
+  soxr_clear(resampler_);  // ready for the next sentence
+  if (r != 0) return r;
+  resampled_count_ = quick && total > expected ? expected : total;
   return 0;
 }
 

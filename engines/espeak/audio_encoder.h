@@ -59,6 +59,11 @@ class AudioEncoder {
  private:
   void release_codec();
   uint32_t resample(const int16_t* samples, size_t count);
+  uint32_t feed(const int16_t* samples, size_t count, size_t* total);
+
+  static constexpr size_t kResampleBlock = 4096;  // samples per resampler call
+  static constexpr size_t kResampleSlack = 64;    // output room past a sentence's length
+  static constexpr size_t kQuickTail = 16;  // zeros that end a sentence for cubic interpolation
 
   OutputFormat fmt_;
   bool started_ = false;
@@ -70,6 +75,7 @@ class AudioEncoder {
   oki_adpcm_state_s* oki_ = nullptr;
   Mp3Encoder mp3_;
   AmrEncoder amr_;
+  std::vector<float> block_;        // kResampleBlock samples on their way to the resampler
   std::vector<int16_t> resampled_;  // one sentence at the format's rate, then spare room
   size_t resampled_count_ = 0;      // samples of the sentence in resampled_
 };

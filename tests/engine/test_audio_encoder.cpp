@@ -8,6 +8,8 @@
 #include "engines/espeak/output_format.h"
 #include "synth/audio_format.h"
 
+#include <soxr.h>
+
 // spandsp's headers after <cmath>: they define math helpers of their own.
 #include <spandsp/telephony.h>  // first: the other spandsp headers use its types
 
@@ -84,6 +86,52 @@ TEST(AudioEncoder, EveryFormatKeepsItsByteRateAndDecodesToTheInput) {
   }
   std::vector<uint8_t> out;
   EXPECT_EQ(AudioEncoder().encode(one_second.data(), 10, &out), ENGINE_ERR_CODEC);
+}
+
+// The encoder hands the resampler fixed blocks and ends a cubic-interpolated
+// sentence with a few zeros instead of the flush; each sentence must still come
+// out exactly as libsoxr resamples it alone in one call, length included.
+TEST(AudioEncoder, ResampledSentencesMatchTheResamplerInOneCall) {
+  std::vector<int16_t> speech(30000);  // a gliding tone with a loud start
+  for (size_t i = 0; i < speech.size(); ++i)
+    speech[i] = static_cast<int16_t>((i < 500 ? 30000 : 9000) * std::sin(1e-5 * double(i) * i));
+  const struct {
+    uint32_t input_rate, format;
+    Resampling resampling;
+    unsigned long recipe;
+  } cases[] = {
+      {22050, 4, Resampling::kQuick, SOXR_QQ}, {22050, 3, Resampling::kQuick, SOXR_MQ},
+      {22050, 6, Resampling::kBest, SOXR_HQ},  {16000, 6, Resampling::kBest, SOXR_HQ},
+      {8000, 4, Resampling::kBest, SOXR_HQ},   {8000, 4, Resampling::kQuick, SOXR_QQ},
+  };
+  for (const auto& c : cases) {
+    OutputFormat s;
+    ASSERT_TRUE(lookup_format(c.format, &s));
+    AudioEncoder enc;
+    ASSERT_EQ(enc.start(s, c.input_rate, c.resampling), 0u);
+    for (size_t len : {4097u, 0u, 1u, 3u, 320u, 4096u, 30000u, 12345u}) {
+      SCOPED_TRACE(testing::Message() << c.input_rate << " Hz to row " << c.format << ", " << len << " samples");
+      std::vector<int16_t> want(len * s.sample_rate / c.input_rate + 64);
+      size_t want_len = 0;
+      const soxr_io_spec_t io = [] {
+        soxr_io_spec_t spec = soxr_io_spec(SOXR_INT16_I, SOXR_INT16_I);
+        spec.flags = SOXR_NO_DITHER;
+        return spec;
+      }();
+      const soxr_quality_spec_t quality = soxr_quality_spec(c.recipe, 0);
+      ASSERT_EQ(soxr_oneshot(c.input_rate, s.sample_rate, 1, speech.data(), len, nullptr, want.data(), want.size(),
+                             &want_len, &io, &quality, nullptr),
+                nullptr);
+      want.resize(want_len);
+
+      std::vector<uint8_t> out;
+      ASSERT_EQ(enc.encode(speech.data(), len, &out), 0u);
+      ASSERT_EQ(out.size(), 2 * want_len);
+      std::vector<int16_t> got(want_len);
+      for (size_t i = 0; i < want_len; ++i) got[i] = static_cast<int16_t>(out[2 * i] | out[2 * i + 1] << 8);
+      EXPECT_EQ(got, want);
+    }
+  }
 }
 
 // Rows 23 to 30: the coders keep what does not fill a frame from one
