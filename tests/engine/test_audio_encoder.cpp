@@ -104,6 +104,8 @@ TEST(AudioEncoder, ResampledSentencesMatchTheResamplerInOneCall) {
       {22050, 6, Resampling::kBest, SOXR_HQ},  {16000, 6, Resampling::kBest, SOXR_HQ},
       {8000, 4, Resampling::kBest, SOXR_HQ},   {8000, 4, Resampling::kQuick, SOXR_QQ},
   };
+  soxr_io_spec_t io = soxr_io_spec(SOXR_INT16_I, SOXR_INT16_I);
+  io.flags = SOXR_NO_DITHER;  // as the encoder resamples
   for (const auto& c : cases) {
     OutputFormat s;
     ASSERT_TRUE(lookup_format(c.format, &s));
@@ -113,11 +115,6 @@ TEST(AudioEncoder, ResampledSentencesMatchTheResamplerInOneCall) {
       SCOPED_TRACE(testing::Message() << c.input_rate << " Hz to row " << c.format << ", " << len << " samples");
       std::vector<int16_t> want(len * s.sample_rate / c.input_rate + 64);
       size_t want_len = 0;
-      const soxr_io_spec_t io = [] {
-        soxr_io_spec_t spec = soxr_io_spec(SOXR_INT16_I, SOXR_INT16_I);
-        spec.flags = SOXR_NO_DITHER;
-        return spec;
-      }();
       const soxr_quality_spec_t quality = soxr_quality_spec(c.recipe, 0);
       ASSERT_EQ(soxr_oneshot(c.input_rate, s.sample_rate, 1, speech.data(), len, nullptr, want.data(), want.size(),
                              &want_len, &io, &quality, nullptr),
