@@ -1,13 +1,13 @@
 // The RIFF/WAVE header that starts every piece of a format that has one.
-#ifndef TAVN_ENGINES_ESPEAK_WAVE_HEADER_H_
-#define TAVN_ENGINES_ESPEAK_WAVE_HEADER_H_
+#ifndef TAVN_ENGINES_SPEECH_WAVE_HEADER_H_
+#define TAVN_ENGINES_SPEECH_WAVE_HEADER_H_
 
 #include <cstddef>
 #include <cstdint>
 
-#include "engines/espeak/output_format.h"
+#include "engines/speech/output_format.h"
 
-namespace espeak_engine {
+namespace tavn::speech {
 
 constexpr size_t kMaxHeaderLength = 58;
 
@@ -18,6 +18,6 @@ constexpr size_t kMaxHeaderLength = 58;
 // of the pieces patches the sizes once the audio is complete.
 size_t write_wave_header(const OutputFormat& fmt, uint8_t out[kMaxHeaderLength]);
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_ESPEAK_WAVE_HEADER_H_
+#endif  // TAVN_ENGINES_SPEECH_WAVE_HEADER_H_

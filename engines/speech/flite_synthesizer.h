@@ -8,17 +8,17 @@
 // number of threads may speak at once, with the same voice or different ones;
 // only registering and unregistering take the back end's lock exclusively.
 // All functions may be called from any thread.
-#ifndef TAVN_ENGINES_ESPEAK_FLITE_SYNTHESIZER_H_
-#define TAVN_ENGINES_ESPEAK_FLITE_SYNTHESIZER_H_
+#ifndef TAVN_ENGINES_SPEECH_FLITE_SYNTHESIZER_H_
+#define TAVN_ENGINES_SPEECH_FLITE_SYNTHESIZER_H_
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "engines/espeak/engine_params.h"
+#include "engines/speech/engine_params.h"
 
-namespace espeak_engine {
+namespace tavn::speech {
 
 constexpr std::string_view kFlitePrefix = "flite:";
 
@@ -57,6 +57,6 @@ uint32_t flite_sentence(const EngineSettings& settings, std::string_view text,
 // Waits for sentences being spoken to finish.
 void flite_terminate();
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_ESPEAK_FLITE_SYNTHESIZER_H_
+#endif  // TAVN_ENGINES_SPEECH_FLITE_SYNTHESIZER_H_

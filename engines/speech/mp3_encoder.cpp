@@ -1,13 +1,13 @@
-#include "engines/espeak/mp3_encoder.h"
+#include "engines/speech/mp3_encoder.h"
 
 #include <lame/lame.h>
 
 #include <mutex>
 #include <new>
 
-#include "engines/espeak/engine_codes.h"
+#include "engines/speech/engine_codes.h"
 
-namespace espeak_engine {
+namespace tavn::speech {
 namespace {
 
 // Samples per lame call, so the output buffer stays small.
@@ -84,4 +84,4 @@ uint32_t Mp3Encoder::finish(std::vector<uint8_t>* out) {
   return 0;
 }
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech

@@ -1,4 +1,4 @@
-#include "engines/espeak/synthesizer.h"
+#include "engines/speech/synthesizer.h"
 
 #include <espeak-ng/espeak_ng.h>
 #include <sys/stat.h>
@@ -7,9 +7,9 @@
 #include <mutex>
 #include <new>
 
-#include "engines/espeak/engine_codes.h"
+#include "engines/speech/engine_codes.h"
 
-namespace espeak_engine {
+namespace tavn::speech {
 namespace {
 
 enum class Phase { kOff, kOn, kBroken };
@@ -194,4 +194,4 @@ uint32_t synth_sentence(const EngineSettings& settings, std::string_view text,
   return 0;
 }
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech

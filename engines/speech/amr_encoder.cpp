@@ -1,4 +1,4 @@
-#include "engines/espeak/amr_encoder.h"
+#include "engines/speech/amr_encoder.h"
 
 #include <opencore-amrnb/interf_enc.h>
 #include <vo-amrwbenc/enc_if.h>
@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <new>
 
-#include "engines/espeak/engine_codes.h"
+#include "engines/speech/engine_codes.h"
 
-namespace espeak_engine {
+namespace tavn::speech {
 namespace {
 
 constexpr size_t kNbFrame = 160, kWbFrame = 320;  // samples in 20 ms
@@ -94,4 +94,4 @@ uint32_t AmrEncoder::finish(std::vector<uint8_t>* out) {
   return r;
 }
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech

@@ -14,20 +14,20 @@
 // connections may run on different threads; they share only the
 // libespeak-ng synthesizer's lock, taken per sentence (flite voices speak
 // in parallel).
-#ifndef TAVN_ENGINES_ESPEAK_CONNECTION_H_
-#define TAVN_ENGINES_ESPEAK_CONNECTION_H_
+#ifndef TAVN_ENGINES_SPEECH_CONNECTION_H_
+#define TAVN_ENGINES_SPEECH_CONNECTION_H_
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "engines/espeak/audio_encoder.h"
-#include "engines/espeak/engine_params.h"
-#include "engines/espeak/output_format.h"
-#include "engines/espeak/sentence_splitter.h"
+#include "engines/speech/audio_encoder.h"
+#include "engines/speech/engine_params.h"
+#include "engines/speech/output_format.h"
+#include "engines/speech/sentence_splitter.h"
 #include "synth/kavritts.h"
 
-namespace espeak_engine {
+namespace tavn::speech {
 
 class Connection {
  public:
@@ -65,6 +65,6 @@ class Connection {
   std::vector<uint8_t> piece_;    // header + one sentence's audio
 };
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_ESPEAK_CONNECTION_H_
+#endif  // TAVN_ENGINES_SPEECH_CONNECTION_H_

@@ -1,4 +1,4 @@
-#include "engines/espeak/flite_synthesizer.h"
+#include "engines/speech/flite_synthesizer.h"
 
 #include <dlfcn.h>
 #include <flite/flite.h>
@@ -8,10 +8,10 @@
 #include <new>
 #include <shared_mutex>
 
-#include "engines/espeak/engine_codes.h"
-#include "engines/espeak/synthesizer.h"
+#include "engines/speech/engine_codes.h"
+#include "engines/speech/synthesizer.h"
 
-namespace espeak_engine {
+namespace tavn::speech {
 namespace {
 
 // Clustergen voices take a pitch change as "f0_shift"; the diphone voices
@@ -253,4 +253,4 @@ void flite_terminate() {
   }
 }
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech

@@ -5,14 +5,14 @@
 //
 // One encoder per connection, used by one thread at a time; both libraries
 // keep all their state in the encoder, so distinct encoders run in parallel.
-#ifndef TAVN_ENGINES_ESPEAK_AMR_ENCODER_H_
-#define TAVN_ENGINES_ESPEAK_AMR_ENCODER_H_
+#ifndef TAVN_ENGINES_SPEECH_AMR_ENCODER_H_
+#define TAVN_ENGINES_SPEECH_AMR_ENCODER_H_
 
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
-namespace espeak_engine {
+namespace tavn::speech {
 
 constexpr char kAmrNbMagic[] = "#!AMR\n";
 constexpr char kAmrWbMagic[] = "#!AMR-WB\n";
@@ -44,6 +44,6 @@ class AmrEncoder {
   std::vector<int16_t> pending_;  // fewer samples than one frame
 };
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_ESPEAK_AMR_ENCODER_H_
+#endif  // TAVN_ENGINES_SPEECH_AMR_ENCODER_H_

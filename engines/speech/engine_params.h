@@ -18,16 +18,16 @@
 //                format itself)
 //
 // Pure functions: safe from any thread.
-#ifndef TAVN_ENGINES_ESPEAK_ENGINE_PARAMS_H_
-#define TAVN_ENGINES_ESPEAK_ENGINE_PARAMS_H_
+#ifndef TAVN_ENGINES_SPEECH_ENGINE_PARAMS_H_
+#define TAVN_ENGINES_SPEECH_ENGINE_PARAMS_H_
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-#include "engines/espeak/output_format.h"
+#include "engines/speech/output_format.h"
 
-namespace espeak_engine {
+namespace tavn::speech {
 
 constexpr int kMinRate = 80, kMaxRate = 450, kDefaultRate = 175;
 constexpr int kMaxPitch = 100, kDefaultPitch = 50;
@@ -51,6 +51,6 @@ struct EngineSettings {
 // decides; `*out` may then be partly updated.
 uint32_t parse_engine_params(std::string_view params, EngineSettings* out);
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_ESPEAK_ENGINE_PARAMS_H_
+#endif  // TAVN_ENGINES_SPEECH_ENGINE_PARAMS_H_

@@ -1,4 +1,4 @@
-#include "engines/espeak/voice_list.h"
+#include "engines/speech/voice_list.h"
 
 #include <cstring>
 #include <new>
@@ -6,11 +6,11 @@
 #include <utility>
 #include <vector>
 
-#include "engines/espeak/engine_codes.h"
-#include "engines/espeak/flite_synthesizer.h"
-#include "engines/espeak/synthesizer.h"
+#include "engines/speech/engine_codes.h"
+#include "engines/speech/flite_synthesizer.h"
+#include "engines/speech/synthesizer.h"
 
-using namespace espeak_engine;
+using namespace tavn::speech;
 
 extern "C" uint32_t TTSListVoices(char* buffer, uint32_t size, uint32_t* needed) {
   if (needed == nullptr) return ENGINE_ERR_NULL_ARGUMENT;

@@ -1,9 +1,9 @@
-#include "engines/espeak/audio_encoder.h"
+#include "engines/speech/audio_encoder.h"
 
 #include <algorithm>
 #include <new>
 
-#include "engines/espeak/engine_codes.h"
+#include "engines/speech/engine_codes.h"
 
 // Library headers last: spandsp's define math helpers of their own.
 #include <soxr.h>
@@ -14,7 +14,7 @@
 #include <spandsp/g726.h>
 #include <spandsp/oki_adpcm.h>
 
-namespace espeak_engine {
+namespace tavn::speech {
 namespace {
 
 // Encodes at most this many samples per codec call (the codecs take int).
@@ -243,4 +243,4 @@ uint32_t AudioEncoder::finish(std::vector<uint8_t>* out) {
   }
 }
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech

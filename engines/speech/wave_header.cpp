@@ -1,8 +1,8 @@
-#include "engines/espeak/wave_header.h"
+#include "engines/speech/wave_header.h"
 
 #include <cstring>
 
-namespace espeak_engine {
+namespace tavn::speech {
 namespace {
 
 void put16(uint8_t* p, uint32_t v) {
@@ -46,4 +46,4 @@ size_t write_wave_header(const OutputFormat& fmt, uint8_t out[kMaxHeaderLength])
   return length;
 }
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech

@@ -7,12 +7,12 @@
 // rate in the table; they are coded at the rate their name gives where the
 // codec carries it (AMR-NB only 8000 Hz, AMR-WB 16000 Hz, MP3 not 6000 Hz:
 // see lookup_format).  Plain data: safe from any thread.
-#ifndef TAVN_ENGINES_ESPEAK_OUTPUT_FORMAT_H_
-#define TAVN_ENGINES_ESPEAK_OUTPUT_FORMAT_H_
+#ifndef TAVN_ENGINES_SPEECH_OUTPUT_FORMAT_H_
+#define TAVN_ENGINES_SPEECH_OUTPUT_FORMAT_H_
 
 #include <cstdint>
 
-namespace espeak_engine {
+namespace tavn::speech {
 
 enum class Codec {
   kPcm8,   // unsigned 8-bit linear
@@ -55,6 +55,6 @@ constexpr bool is_converter_format(uint32_t value) { return value >= 101 && valu
 //   28, 29, 30 (MP3 8, 11, 16 kHz): 8000, 11025, 16000 Hz at 16, 24, 32 kbit/s.
 bool lookup_format(uint32_t format, OutputFormat* out);
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_ESPEAK_OUTPUT_FORMAT_H_
+#endif  // TAVN_ENGINES_SPEECH_OUTPUT_FORMAT_H_

@@ -1,9 +1,9 @@
-#include "engines/espeak/sentence_splitter.h"
+#include "engines/speech/sentence_splitter.h"
 
 #include <cstdint>
 #include <cstring>
 
-namespace espeak_engine {
+namespace tavn::speech {
 namespace {
 
 uint8_t byte_at(std::string_view t, size_t i) { return static_cast<uint8_t>(t[i]); }
@@ -162,4 +162,4 @@ bool next_sentence(std::string_view text, size_t from, Sentence* out, size_t max
   return true;
 }
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech

@@ -1,9 +1,9 @@
-#include "engines/espeak/output_format.h"
+#include "engines/speech/output_format.h"
 
-#include "engines/espeak/amr_encoder.h"
+#include "engines/speech/amr_encoder.h"
 #include "synth/audio_format.h"
 
-namespace espeak_engine {
+namespace tavn::speech {
 namespace {
 
 // Rows 23 to 30.  The rate comes from the row's name, not its sample_rate
@@ -79,4 +79,4 @@ bool lookup_format(uint32_t format, OutputFormat* out) {
   return true;
 }
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech

@@ -6,8 +6,8 @@
 // One encoder per connection, used by one thread at a time.  Distinct
 // encoders run in parallel; only lame's set-up, which fills process-wide
 // tables the first time, takes a process-wide lock.
-#ifndef TAVN_ENGINES_ESPEAK_MP3_ENCODER_H_
-#define TAVN_ENGINES_ESPEAK_MP3_ENCODER_H_
+#ifndef TAVN_ENGINES_SPEECH_MP3_ENCODER_H_
+#define TAVN_ENGINES_SPEECH_MP3_ENCODER_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -15,7 +15,7 @@
 
 struct lame_global_struct;
 
-namespace espeak_engine {
+namespace tavn::speech {
 
 class Mp3Encoder {
  public:
@@ -42,6 +42,6 @@ class Mp3Encoder {
   std::vector<uint8_t> buffer_;
 };
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_ESPEAK_MP3_ENCODER_H_
+#endif  // TAVN_ENGINES_SPEECH_MP3_ENCODER_H_

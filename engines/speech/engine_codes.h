@@ -1,16 +1,16 @@
-// Result codes of the espeak-ng speech engine (libkavritts.so in
-// engines/espeak).  Every TTS* operation returns 0 or one of these;
-// TTSConnect puts them into TTSConnectRecord::error_code.
+// Result codes of the speech engine (libkavritts.so in engines/speech).
+// Every TTS* operation returns 0 or one of these; TTSConnect puts them into
+// TTSConnectRecord::error_code.
 //
 // Header-only so that programs (tavn-say) can name a code without linking
 // the engine's internals.  All of it is constant data: safe from any thread.
-#ifndef TAVN_ENGINES_ESPEAK_ENGINE_CODES_H_
-#define TAVN_ENGINES_ESPEAK_ENGINE_CODES_H_
+#ifndef TAVN_ENGINES_SPEECH_ENGINE_CODES_H_
+#define TAVN_ENGINES_SPEECH_ENGINE_CODES_H_
 
 #include <cstddef>
 #include <cstdint>
 
-namespace espeak_engine {
+namespace tavn::speech {
 
 constexpr uint32_t ENGINE_ERR_NOT_INITIALIZED = 0x80660001u;
 constexpr uint32_t ENGINE_ERR_NO_VOICE_DATA = 0x80660002u;
@@ -73,6 +73,6 @@ constexpr const EngineCode* find_engine_code(uint32_t code) {
   return nullptr;
 }
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_ESPEAK_ENGINE_CODES_H_
+#endif  // TAVN_ENGINES_SPEECH_ENGINE_CODES_H_

@@ -5,22 +5,22 @@
 // One encoder belongs to one connection and is used by one thread at a time.
 // The ADPCM state runs on from sentence to sentence of a request, so the
 // pieces of one request form one continuous stream; start() begins a new one.
-#ifndef TAVN_ENGINES_ESPEAK_AUDIO_ENCODER_H_
-#define TAVN_ENGINES_ESPEAK_AUDIO_ENCODER_H_
+#ifndef TAVN_ENGINES_SPEECH_AUDIO_ENCODER_H_
+#define TAVN_ENGINES_SPEECH_AUDIO_ENCODER_H_
 
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
-#include "engines/espeak/amr_encoder.h"
-#include "engines/espeak/mp3_encoder.h"
-#include "engines/espeak/output_format.h"
+#include "engines/speech/amr_encoder.h"
+#include "engines/speech/mp3_encoder.h"
+#include "engines/speech/output_format.h"
 
 struct soxr;
 struct g726_state_s;
 struct oki_adpcm_state_s;
 
-namespace espeak_engine {
+namespace tavn::speech {
 
 // How closely resampling keeps the spectrum, against its cost.
 enum class Resampling {
@@ -80,6 +80,6 @@ class AudioEncoder {
   size_t resampled_count_ = 0;      // samples of the sentence in resampled_
 };
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_ESPEAK_AUDIO_ENCODER_H_
+#endif  // TAVN_ENGINES_SPEECH_AUDIO_ENCODER_H_

@@ -1,4 +1,5 @@
-// The eight engine operations of synth/kavritts.h on top of libespeak-ng.
+// The eight engine operations of synth/kavritts.h on top of the speech back
+// ends (libespeak-ng and flite).
 //
 // Handles are numbers from 1 upwards, kept in a registry under its own lock;
 // a call holds a reference to its connection, so a TTSDisconnect or
@@ -10,14 +11,14 @@
 #include <mutex>
 #include <new>
 
-#include "engines/espeak/connection.h"
-#include "engines/espeak/engine_codes.h"
-#include "engines/espeak/engine_params.h"
-#include "engines/espeak/flite_synthesizer.h"
-#include "engines/espeak/synthesizer.h"
+#include "engines/speech/connection.h"
+#include "engines/speech/engine_codes.h"
+#include "engines/speech/engine_params.h"
+#include "engines/speech/flite_synthesizer.h"
+#include "engines/speech/synthesizer.h"
 #include "synth/kavritts.h"
 
-namespace espeak_engine {
+namespace tavn::speech {
 namespace {
 
 struct Registry {
@@ -79,9 +80,9 @@ uint32_t guarded(Op op) {
 }
 
 }  // namespace
-}  // namespace espeak_engine
+}  // namespace tavn::speech
 
-using namespace espeak_engine;
+using namespace tavn::speech;
 
 extern "C" {
 

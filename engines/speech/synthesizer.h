@@ -5,8 +5,8 @@
 // sentence at a time, never for a whole request, so requests on several
 // connections interleave sentence by sentence.  All functions may be called
 // from any thread, also while the process exits.
-#ifndef TAVN_ENGINES_ESPEAK_SYNTHESIZER_H_
-#define TAVN_ENGINES_ESPEAK_SYNTHESIZER_H_
+#ifndef TAVN_ENGINES_SPEECH_SYNTHESIZER_H_
+#define TAVN_ENGINES_SPEECH_SYNTHESIZER_H_
 
 #include <cstdint>
 #include <string>
@@ -14,9 +14,9 @@
 #include <utility>
 #include <vector>
 
-#include "engines/espeak/engine_params.h"
+#include "engines/speech/engine_params.h"
 
-namespace espeak_engine {
+namespace tavn::speech {
 
 // Environment variable naming the voice data directory (the folder that
 // holds "phontab"); unset or empty: libespeak-ng's own search, which honours
@@ -64,6 +64,6 @@ uint32_t synth_check_voice(const std::string& voice);
 uint32_t synth_sentence(const EngineSettings& settings, std::string_view text,
                         std::vector<int16_t>* out);
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_ESPEAK_SYNTHESIZER_H_
+#endif  // TAVN_ENGINES_SPEECH_SYNTHESIZER_H_

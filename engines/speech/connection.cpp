@@ -1,14 +1,14 @@
-#include "engines/espeak/connection.h"
+#include "engines/speech/connection.h"
 
 #include <cstring>
 #include <new>
 
-#include "engines/espeak/engine_codes.h"
-#include "engines/espeak/flite_synthesizer.h"
-#include "engines/espeak/synthesizer.h"
-#include "engines/espeak/wave_header.h"
+#include "engines/speech/engine_codes.h"
+#include "engines/speech/flite_synthesizer.h"
+#include "engines/speech/synthesizer.h"
+#include "engines/speech/wave_header.h"
 
-namespace espeak_engine {
+namespace tavn::speech {
 namespace {
 
 // The back end that speaks `voice`: flite for "flite:" names, else libespeak-ng.
@@ -99,4 +99,4 @@ uint32_t Connection::next(TTSSynthRecord* record) {
   return 0;
 }
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech

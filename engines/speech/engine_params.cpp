@@ -1,10 +1,10 @@
-#include "engines/espeak/engine_params.h"
+#include "engines/speech/engine_params.h"
 
 #include <cctype>
 
-#include "engines/espeak/engine_codes.h"
+#include "engines/speech/engine_codes.h"
 
-namespace espeak_engine {
+namespace tavn::speech {
 namespace {
 
 bool is_separator(char c) {
@@ -88,4 +88,4 @@ uint32_t parse_engine_params(std::string_view params, EngineSettings* out) {
   return 0;
 }
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech

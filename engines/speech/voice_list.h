@@ -4,8 +4,8 @@
 //
 // TTSListVoices is the engine library's one export beyond the eight TTS*
 // operations that the front end calls; tools use it (tavn-say --voices).
-#ifndef TAVN_ENGINES_ESPEAK_VOICE_LIST_H_
-#define TAVN_ENGINES_ESPEAK_VOICE_LIST_H_
+#ifndef TAVN_ENGINES_SPEECH_VOICE_LIST_H_
+#define TAVN_ENGINES_SPEECH_VOICE_LIST_H_
 
 #include <cstdint>
 
@@ -21,4 +21,4 @@ uint32_t TTSListVoices(char* buffer, uint32_t size, uint32_t* needed);
 
 }  // extern "C"
 
-#endif  // TAVN_ENGINES_ESPEAK_VOICE_LIST_H_
+#endif  // TAVN_ENGINES_SPEECH_VOICE_LIST_H_

@@ -16,13 +16,13 @@
 // tolerated: cuts never fall inside a well-formed character.
 //
 // Pure functions of their arguments: safe from any thread.
-#ifndef TAVN_ENGINES_ESPEAK_SENTENCE_SPLITTER_H_
-#define TAVN_ENGINES_ESPEAK_SENTENCE_SPLITTER_H_
+#ifndef TAVN_ENGINES_SPEECH_SENTENCE_SPLITTER_H_
+#define TAVN_ENGINES_SPEECH_SENTENCE_SPLITTER_H_
 
 #include <cstddef>
 #include <string_view>
 
-namespace espeak_engine {
+namespace tavn::speech {
 
 constexpr size_t kMaxSentenceBytes = 600;
 
@@ -37,6 +37,6 @@ struct Sentence {
 bool next_sentence(std::string_view text, size_t from, Sentence* out,
                    size_t max_bytes = kMaxSentenceBytes);
 
-}  // namespace espeak_engine
+}  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_ESPEAK_SENTENCE_SPLITTER_H_
+#endif  // TAVN_ENGINES_SPEECH_SENTENCE_SPLITTER_H_
