@@ -3,30 +3,15 @@
 #include <cstring>
 #include <new>
 
+#include "engines/speech/audio/wave_header.h"
 #include "engines/speech/engine_codes.h"
-#include "engines/speech/flite_synthesizer.h"
-#include "engines/speech/synthesizer.h"
-#include "engines/speech/wave_header.h"
 
 namespace tavn::speech {
-namespace {
 
-// The back end that speaks `voice`: flite for "flite:" names, else libespeak-ng.
-uint32_t voice_sample_rate(const std::string& voice) {
-  const uint32_t espeak_rate = synth_sample_rate();  // 0: the engine is not started
-  if (espeak_rate == 0 || !is_flite_voice(voice)) return espeak_rate;
-  return flite_sample_rate(voice);
-}
-
-uint32_t speak_sentence(const EngineSettings& settings, std::string_view text,
-                        std::vector<int16_t>* out) {
-  return is_flite_voice(settings.voice) ? flite_sentence(settings, text, out)
-                                        : synth_sentence(settings, text, out);
-}
-
-}  // namespace
-
-Connection::Connection(const EngineSettings& settings) : settings_(settings) {
+Connection::Connection(const EngineSettings& settings)
+    : settings_(settings),
+      prosody_{settings.rate, settings.pitch, settings.volume},
+      backend_(Backend::ForVoice(settings.voice)) {
   if (!lookup_format(settings.format, &fmt_)) lookup_format(kDefaultFormat, &fmt_);
 }
 
@@ -53,13 +38,9 @@ uint32_t Connection::start(TTSSynthRecord* record) {
   running_ = false;
   have_pending_ = false;
   if (record->text == nullptr && record->text_length != 0) return ENGINE_ERR_NULL_ARGUMENT;
-  const uint32_t rate = voice_sample_rate(settings_.voice);
+  const uint32_t rate = Backend::Running() ? backend_.SampleRate(settings_.voice) : 0;
   if (rate == 0) return ENGINE_ERR_NOT_INITIALIZED;
-  // flite costs ten times what libespeak-ng does per second of speech, so its
-  // resampling is the best; libespeak-ng's (from 22050 Hz) takes the quick one.
-  const Resampling resampling =
-      is_flite_voice(settings_.voice) ? Resampling::kBest : Resampling::kQuick;
-  if (uint32_t r = encoder_.start(fmt_, rate, resampling)) return r;
+  if (uint32_t r = encoder_.start(fmt_, rate, backend_.resampling())) return r;
   try {
     text_.assign(record->text == nullptr ? "" : record->text, record->text_length);
     uint8_t header[kMaxHeaderLength];
@@ -83,8 +64,9 @@ uint32_t Connection::next(TTSSynthRecord* record) {
   running_ = false;  // until this sentence succeeds
   const Sentence sentence = pending_;
   const std::string_view text(text_);
-  uint32_t r = speak_sentence(settings_, text.substr(sentence.begin, sentence.end - sentence.begin),
-                              &samples_);
+  uint32_t r =
+      backend_.Speak(settings_.voice, text.substr(sentence.begin, sentence.end - sentence.begin),
+                     prosody_, &samples_);
   if (r != 0) return r;
   piece_.resize(fmt_.header_length);  // keep the header, drop the last sentence
   r = encoder_.encode(samples_.data(), samples_.size(), &piece_);

@@ -8,12 +8,12 @@
 // AMR formats); non_audio_bytes is its length.  The AMR file magic is in the
 // first piece only.  The last piece has status 0 and also carries what the
 // MP3 and AMR coders held back.  A "flite:" voice speaks through flite, any
-// other through libespeak-ng.
+// other through libespeak-ng (Backend::ForVoice).
 //
 // Not thread-safe: one connection is used by one thread at a time.  Distinct
-// connections may run on different threads; they share only the
-// libespeak-ng synthesizer's lock, taken per sentence (flite voices speak
-// in parallel).
+// connections may run on different threads; they share only what their back
+// end shares (libespeak-ng's lock, taken per sentence; flite voices speak in
+// parallel).
 #ifndef TAVN_ENGINES_SPEECH_CONNECTION_H_
 #define TAVN_ENGINES_SPEECH_CONNECTION_H_
 
@@ -21,10 +21,11 @@
 #include <string>
 #include <vector>
 
-#include "engines/speech/audio_encoder.h"
+#include "engines/speech/audio/audio_encoder.h"
+#include "engines/speech/audio/output_format.h"
+#include "engines/speech/backends/backend.h"
 #include "engines/speech/engine_params.h"
-#include "engines/speech/output_format.h"
-#include "engines/speech/sentence_splitter.h"
+#include "engines/speech/text/sentence_splitter.h"
 #include "synth/kavritts.h"
 
 namespace tavn::speech {
@@ -55,6 +56,8 @@ class Connection {
   void fill(TTSSynthRecord* record, uint32_t status, const Sentence& sentence, size_t non_audio);
 
   EngineSettings settings_;
+  Prosody prosody_;   // settings_'s rate, pitch and volume
+  Backend& backend_;  // the one that speaks settings_.voice
   OutputFormat fmt_;
   bool running_ = false;
   std::string text_;           // the request's text

@@ -25,7 +25,7 @@
 #include <string>
 #include <string_view>
 
-#include "engines/speech/output_format.h"
+#include "engines/speech/audio/output_format.h"
 
 namespace tavn::speech {
 

@@ -11,11 +11,10 @@
 #include <mutex>
 #include <new>
 
+#include "engines/speech/backends/backend.h"
 #include "engines/speech/connection.h"
 #include "engines/speech/engine_codes.h"
 #include "engines/speech/engine_params.h"
-#include "engines/speech/flite_synthesizer.h"
-#include "engines/speech/synthesizer.h"
 #include "synth/kavritts.h"
 
 namespace tavn::speech {
@@ -27,7 +26,7 @@ struct Registry {
   std::map<uint32_t, std::shared_ptr<Connection>> connections;
 };
 
-// Never destroyed, like the synthesizer's state: TTSUninitialize may run
+// Never destroyed, like the back ends' state: TTSUninitialize may run
 // from an exit handler.
 Registry& registry() {
   static Registry* r = new Registry;
@@ -55,14 +54,12 @@ uint32_t add(std::shared_ptr<Connection> connection) {
 }
 
 uint32_t connect(TTSConnectRecord* record, uint32_t* handle) {
-  if (synth_sample_rate() == 0) return ENGINE_ERR_NOT_INITIALIZED;
+  if (!Backend::Running()) return ENGINE_ERR_NOT_INITIALIZED;
   EngineSettings settings;
   const size_t length = strnlen(record->params, sizeof record->params);
   if (uint32_t r = parse_engine_params(std::string_view(record->params, length), &settings))
     return r;
-  const uint32_t voice_ok = is_flite_voice(settings.voice) ? flite_check_voice(settings.voice)
-                                                           : synth_check_voice(settings.voice);
-  if (voice_ok != 0) return voice_ok;
+  if (uint32_t r = Backend::ForVoice(settings.voice).CheckVoice(settings.voice)) return r;
   *handle = add(std::make_shared<Connection>(settings));
   return 0;
 }
@@ -87,7 +84,7 @@ using namespace tavn::speech;
 extern "C" {
 
 uint32_t TTSInitialize(void) {
-  return guarded([] { return synth_initialize(); });
+  return guarded([] { return Backend::InitializeAll(); });
 }
 
 uint32_t TTSUninitialize(void) {
@@ -98,8 +95,7 @@ uint32_t TTSUninitialize(void) {
       std::lock_guard<std::mutex> lock(r.mu);
       gone.swap(r.connections);
     }
-    flite_terminate();
-    synth_terminate();
+    Backend::TerminateAll();
     return 0u;
   });
 }

@@ -3,9 +3,9 @@
 #include <cmath>
 #include <vector>
 
-#include "engines/speech/audio_encoder.h"
+#include "engines/speech/audio/audio_encoder.h"
+#include "engines/speech/audio/output_format.h"
 #include "engines/speech/engine_codes.h"
-#include "engines/speech/output_format.h"
 #include "synth/audio_format.h"
 
 #include <soxr.h>

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "engines/speech/sentence_splitter.h"
+#include "engines/speech/text/sentence_splitter.h"
 
 namespace tavn::speech {
 namespace {

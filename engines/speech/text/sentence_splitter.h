@@ -16,8 +16,8 @@
 // tolerated: cuts never fall inside a well-formed character.
 //
 // Pure functions of their arguments: safe from any thread.
-#ifndef TAVN_ENGINES_SPEECH_SENTENCE_SPLITTER_H_
-#define TAVN_ENGINES_SPEECH_SENTENCE_SPLITTER_H_
+#ifndef TAVN_ENGINES_SPEECH_TEXT_SENTENCE_SPLITTER_H_
+#define TAVN_ENGINES_SPEECH_TEXT_SENTENCE_SPLITTER_H_
 
 #include <cstddef>
 #include <string_view>
@@ -39,4 +39,4 @@ bool next_sentence(std::string_view text, size_t from, Sentence* out,
 
 }  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_SPEECH_SENTENCE_SPLITTER_H_
+#endif  // TAVN_ENGINES_SPEECH_TEXT_SENTENCE_SPLITTER_H_

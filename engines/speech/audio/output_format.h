@@ -7,8 +7,8 @@
 // rate in the table; they are coded at the rate their name gives where the
 // codec carries it (AMR-NB only 8000 Hz, AMR-WB 16000 Hz, MP3 not 6000 Hz:
 // see lookup_format).  Plain data: safe from any thread.
-#ifndef TAVN_ENGINES_SPEECH_OUTPUT_FORMAT_H_
-#define TAVN_ENGINES_SPEECH_OUTPUT_FORMAT_H_
+#ifndef TAVN_ENGINES_SPEECH_AUDIO_OUTPUT_FORMAT_H_
+#define TAVN_ENGINES_SPEECH_AUDIO_OUTPUT_FORMAT_H_
 
 #include <cstdint>
 
@@ -57,4 +57,4 @@ bool lookup_format(uint32_t format, OutputFormat* out);
 
 }  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_SPEECH_OUTPUT_FORMAT_H_
+#endif  // TAVN_ENGINES_SPEECH_AUDIO_OUTPUT_FORMAT_H_

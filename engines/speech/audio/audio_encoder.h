@@ -1,39 +1,29 @@
-// Turns the synthesizer's samples into one audio data format: resampling
-// (libsoxr) and encoding (libspandsp for G.711, G.726 and OKI ADPCM;
+// Turns a back end's samples into one audio data format: a Resampler to the
+// format's rate, then its coder (TelephoneEncoder for formats 1 to 22,
 // Mp3Encoder and AmrEncoder for rows 23 to 30).
 //
 // One encoder belongs to one connection and is used by one thread at a time.
 // The ADPCM state runs on from sentence to sentence of a request, so the
 // pieces of one request form one continuous stream; start() begins a new one.
-#ifndef TAVN_ENGINES_SPEECH_AUDIO_ENCODER_H_
-#define TAVN_ENGINES_SPEECH_AUDIO_ENCODER_H_
+#ifndef TAVN_ENGINES_SPEECH_AUDIO_AUDIO_ENCODER_H_
+#define TAVN_ENGINES_SPEECH_AUDIO_AUDIO_ENCODER_H_
 
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
-#include "engines/speech/amr_encoder.h"
-#include "engines/speech/mp3_encoder.h"
-#include "engines/speech/output_format.h"
-
-struct soxr;
-struct g726_state_s;
-struct oki_adpcm_state_s;
+#include "engines/speech/audio/amr_encoder.h"
+#include "engines/speech/audio/mp3_encoder.h"
+#include "engines/speech/audio/output_format.h"
+#include "engines/speech/audio/resampler.h"
+#include "engines/speech/audio/telephone_encoder.h"
 
 namespace tavn::speech {
-
-// How closely resampling keeps the spectrum, against its cost.
-enum class Resampling {
-  kBest,   // libsoxr's high quality (20-bit), for every rate
-  kQuick,  // cubic interpolation for output rates from kQuickResamplingMinRate
-           // up, libsoxr's medium quality (16-bit) below
-};
-constexpr uint32_t kQuickResamplingMinRate = 16000;
 
 class AudioEncoder {
  public:
   AudioEncoder() = default;
-  ~AudioEncoder();
+  ~AudioEncoder() = default;
   AudioEncoder(const AudioEncoder&) = delete;
   AudioEncoder& operator=(const AudioEncoder&) = delete;
 
@@ -57,29 +47,15 @@ class AudioEncoder {
   uint32_t finish(std::vector<uint8_t>* out);
 
  private:
-  void release_codec();
-  uint32_t resample(const int16_t* samples, size_t count);
-  uint32_t feed(const int16_t* samples, size_t count, size_t* total);
-
-  static constexpr size_t kResampleBlock = 4096;  // samples per resampler call
-  static constexpr size_t kResampleSlack = 64;    // output room past a sentence's length
-  static constexpr size_t kQuickTail = 16;  // zeros that end a sentence for cubic interpolation
-
   OutputFormat fmt_;
   bool started_ = false;
-  uint32_t input_rate_ = 0;
-  soxr* resampler_ = nullptr;  // made for input_rate_ -> resampler_rate_
-  uint32_t resampler_rate_ = 0;
-  unsigned long resampler_recipe_ = 0;
-  g726_state_s* g726_ = nullptr;
-  oki_adpcm_state_s* oki_ = nullptr;
+  Resampler resampler_;
+  TelephoneEncoder telephone_;
   Mp3Encoder mp3_;
   AmrEncoder amr_;
-  std::vector<float> block_;        // kResampleBlock samples on their way to the resampler
   std::vector<int16_t> resampled_;  // one sentence at the format's rate, then spare room
-  size_t resampled_count_ = 0;      // samples of the sentence in resampled_
 };
 
 }  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_SPEECH_AUDIO_ENCODER_H_
+#endif  // TAVN_ENGINES_SPEECH_AUDIO_AUDIO_ENCODER_H_

@@ -1,11 +1,11 @@
 // The RIFF/WAVE header that starts every piece of a format that has one.
-#ifndef TAVN_ENGINES_SPEECH_WAVE_HEADER_H_
-#define TAVN_ENGINES_SPEECH_WAVE_HEADER_H_
+#ifndef TAVN_ENGINES_SPEECH_AUDIO_WAVE_HEADER_H_
+#define TAVN_ENGINES_SPEECH_AUDIO_WAVE_HEADER_H_
 
 #include <cstddef>
 #include <cstdint>
 
-#include "engines/speech/output_format.h"
+#include "engines/speech/audio/output_format.h"
 
 namespace tavn::speech {
 
@@ -20,4 +20,4 @@ size_t write_wave_header(const OutputFormat& fmt, uint8_t out[kMaxHeaderLength])
 
 }  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_SPEECH_WAVE_HEADER_H_
+#endif  // TAVN_ENGINES_SPEECH_AUDIO_WAVE_HEADER_H_

@@ -1,4 +1,4 @@
-#include "engines/speech/sentence_splitter.h"
+#include "engines/speech/text/sentence_splitter.h"
 
 #include <cstdint>
 #include <cstring>

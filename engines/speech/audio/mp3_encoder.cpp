@@ -1,4 +1,4 @@
-#include "engines/speech/mp3_encoder.h"
+#include "engines/speech/audio/mp3_encoder.h"
 
 #include <lame/lame.h>
 

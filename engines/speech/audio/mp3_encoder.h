@@ -6,8 +6,8 @@
 // One encoder per connection, used by one thread at a time.  Distinct
 // encoders run in parallel; only lame's set-up, which fills process-wide
 // tables the first time, takes a process-wide lock.
-#ifndef TAVN_ENGINES_SPEECH_MP3_ENCODER_H_
-#define TAVN_ENGINES_SPEECH_MP3_ENCODER_H_
+#ifndef TAVN_ENGINES_SPEECH_AUDIO_MP3_ENCODER_H_
+#define TAVN_ENGINES_SPEECH_AUDIO_MP3_ENCODER_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -44,4 +44,4 @@ class Mp3Encoder {
 
 }  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_SPEECH_MP3_ENCODER_H_
+#endif  // TAVN_ENGINES_SPEECH_AUDIO_MP3_ENCODER_H_

@@ -1,4 +1,4 @@
-#include "engines/speech/flite_synthesizer.h"
+#include "engines/speech/backends/flite_backend.h"
 
 #include <dlfcn.h>
 #include <flite/flite.h>
@@ -7,9 +7,10 @@
 #include <mutex>
 #include <new>
 #include <shared_mutex>
+#include <string>
 
+#include "engines/speech/backends/sentence_copy.h"
 #include "engines/speech/engine_codes.h"
-#include "engines/speech/synthesizer.h"
 
 namespace tavn::speech {
 namespace {
@@ -19,33 +20,21 @@ namespace {
 enum class Kind { kClustergen, kDiphone };
 
 struct VoiceEntry {
-  FliteVoiceInfo info;
+  const char* name;      // as the voice= parameter takes it, e.g. "flite:slt"
+  const char* language;  // e.g. "en-us"
+  uint32_t sample_rate;  // Hz, the rate the voice speaks at
   Kind kind;
   const char* library;  // soname; it exports register_<id> and unregister_<id>
   const char* id;
 };
 
 const VoiceEntry kVoices[] = {
-    {{"flite:slt", "en-us", 16000, "female, US English (clustergen)"},
-     Kind::kClustergen,
-     "libflite_cmu_us_slt.so.1",
-     "cmu_us_slt"},
-    {{"flite:awb", "en-gb-scotland", 16000, "male, Scottish English (clustergen)"},
-     Kind::kClustergen,
-     "libflite_cmu_us_awb.so.1",
+    {"flite:slt", "en-us", 16000, Kind::kClustergen, "libflite_cmu_us_slt.so.1", "cmu_us_slt"},
+    {"flite:awb", "en-gb-scotland", 16000, Kind::kClustergen, "libflite_cmu_us_awb.so.1",
      "cmu_us_awb"},
-    {{"flite:rms", "en-us", 16000, "male, US English (clustergen)"},
-     Kind::kClustergen,
-     "libflite_cmu_us_rms.so.1",
-     "cmu_us_rms"},
-    {{"flite:kal16", "en-us", 16000, "male, US English (diphone)"},
-     Kind::kDiphone,
-     "libflite_cmu_us_kal16.so.1",
-     "cmu_us_kal16"},
-    {{"flite:kal", "en-us", 8000, "male, US English (diphone, telephone rate)"},
-     Kind::kDiphone,
-     "libflite_cmu_us_kal.so.1",
-     "cmu_us_kal"},
+    {"flite:rms", "en-us", 16000, Kind::kClustergen, "libflite_cmu_us_rms.so.1", "cmu_us_rms"},
+    {"flite:kal16", "en-us", 16000, Kind::kDiphone, "libflite_cmu_us_kal16.so.1", "cmu_us_kal16"},
+    {"flite:kal", "en-us", 8000, Kind::kDiphone, "libflite_cmu_us_kal.so.1", "cmu_us_kal"},
 };
 
 // libflite's functions, looked up when the first voice is loaded.  flite
@@ -130,7 +119,7 @@ State& state() {
 
 const VoiceEntry* find_voice(std::string_view name, size_t* index) {
   for (size_t i = 0; i < kVoiceCount; ++i) {
-    if (name == kVoices[i].info.name) {
+    if (name == kVoices[i].name) {
       *index = i;
       return &kVoices[i];
     }
@@ -157,34 +146,38 @@ float pitch_factor(int pitch) { return std::pow(2.0f, static_cast<float>(pitch -
 
 }  // namespace
 
-const FliteVoiceInfo* flite_voices(size_t* count) {
-  static const FliteVoiceInfo infos[kVoiceCount] = {
-      kVoices[0].info, kVoices[1].info, kVoices[2].info, kVoices[3].info, kVoices[4].info};
-  *count = kVoiceCount;
-  return infos;
+FliteBackend& FliteBackend::Get() {
+  static FliteBackend* b = new FliteBackend;  // never destroyed, like its state
+  return *b;
 }
 
-bool is_flite_voice(std::string_view voice) {
-  return voice.substr(0, kFlitePrefix.size()) == kFlitePrefix;
+uint32_t FliteBackend::ListVoices(std::vector<VoiceInfo>* out) {
+  try {
+    for (const VoiceEntry& v : kVoices)
+      out->push_back(VoiceInfo{v.name, v.language, v.sample_rate});
+  } catch (const std::bad_alloc&) {
+    return ENGINE_ERR_NO_MEMORY;
+  }
+  return 0;
 }
 
-uint32_t flite_sample_rate(std::string_view voice) {
+uint32_t FliteBackend::SampleRate(std::string_view voice) {
   size_t index = 0;
   const VoiceEntry* v = find_voice(voice, &index);
-  return v == nullptr ? 0 : v->info.sample_rate;
+  return v == nullptr ? 0 : v->sample_rate;
 }
 
-uint32_t flite_check_voice(std::string_view voice) {
+uint32_t FliteBackend::CheckVoice(std::string_view voice) {
   size_t index = 0;
   if (find_voice(voice, &index) == nullptr) return ENGINE_ERR_UNKNOWN_VOICE;
   std::shared_lock<std::shared_mutex> lock;
   return voice_at(state(), index, &lock) == nullptr ? ENGINE_ERR_UNKNOWN_VOICE : 0;
 }
 
-uint32_t flite_sentence(const EngineSettings& settings, std::string_view text,
-                        std::vector<int16_t>* out) {
+uint32_t FliteBackend::Speak(std::string_view voice_name, std::string_view text,
+                             const Prosody& prosody, std::vector<int16_t>* out) {
   size_t index = 0;
-  const VoiceEntry* entry = find_voice(settings.voice, &index);
+  const VoiceEntry* entry = find_voice(voice_name, &index);
   if (entry == nullptr) return ENGINE_ERR_UNKNOWN_VOICE;
   std::string copy;
   if (uint32_t r = sentence_copy(text, &copy, out)) return r;
@@ -194,7 +187,7 @@ uint32_t flite_sentence(const EngineSettings& settings, std::string_view text,
   cst_voice* voice = voice_at(s, index, &lock);
   if (voice == nullptr) return ENGINE_ERR_UNKNOWN_VOICE;
 
-  // The connection's settings go into this utterance's own features, which
+  // The prosody goes into this utterance's own features, which
   // take precedence over the voice's; the shared voice is never written.
   const FliteApi& api = s.api;
   cst_utterance* u = api.new_utterance();
@@ -202,12 +195,12 @@ uint32_t flite_sentence(const EngineSettings& settings, std::string_view text,
   api.utt_set_input_text(u, copy.c_str());
   api.utt_init(u, voice);
   // Both scale what the voice itself sets (kal speaks with a stretch of its own).
-  if (settings.rate != kDefaultRate) {
+  if (prosody.rate != kDefaultRate) {
     const float stretch = api.get_param_float(voice->features, "duration_stretch", 1.0f);
-    api.feat_set_float(u->features, "duration_stretch", stretch * kDefaultRate / settings.rate);
+    api.feat_set_float(u->features, "duration_stretch", stretch * kDefaultRate / prosody.rate);
   }
-  if (settings.pitch != kDefaultPitch) {
-    const float factor = pitch_factor(settings.pitch);
+  if (prosody.pitch != kDefaultPitch) {
+    const float factor = pitch_factor(prosody.pitch);
     if (entry->kind == Kind::kClustergen) {
       const float shift = api.get_param_float(voice->features, "f0_shift", 1.0f);
       api.feat_set_float(u->features, "f0_shift", shift * factor);
@@ -222,7 +215,7 @@ uint32_t flite_sentence(const EngineSettings& settings, std::string_view text,
   } else {
     const cst_wave* w = api.utt_wave(u);
     const size_t n = (w == nullptr || w->num_samples < 0) ? 0 : static_cast<size_t>(w->num_samples);
-    if (n > kMaxSentenceSeconds * entry->info.sample_rate) {
+    if (n > kMaxSentenceSeconds * entry->sample_rate) {
       result = ENGINE_ERR_SYNTH_FAILED;
     } else if (n > 0) {
       try {
@@ -235,16 +228,16 @@ uint32_t flite_sentence(const EngineSettings& settings, std::string_view text,
   api.delete_utterance(u);
   lock.unlock();
 
-  if (result == 0 && settings.volume != kDefaultVolume) {
+  if (result == 0 && prosody.volume != kDefaultVolume) {
     for (int16_t& v : *out) {
-      const int32_t scaled = v * settings.volume / kDefaultVolume;
+      const int32_t scaled = v * prosody.volume / kDefaultVolume;
       v = static_cast<int16_t>(scaled > 32767 ? 32767 : scaled < -32768 ? -32768 : scaled);
     }
   }
   return result;
 }
 
-void flite_terminate() {
+void FliteBackend::Terminate() {
   State& s = state();
   std::unique_lock<std::shared_mutex> lock(s.mu);
   for (LoadedVoice& v : s.voices) {

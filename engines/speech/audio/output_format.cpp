@@ -1,6 +1,6 @@
-#include "engines/speech/output_format.h"
+#include "engines/speech/audio/output_format.h"
 
-#include "engines/speech/amr_encoder.h"
+#include "engines/speech/audio/amr_encoder.h"
 #include "synth/audio_format.h"
 
 namespace tavn::speech {

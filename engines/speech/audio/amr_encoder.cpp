@@ -1,4 +1,4 @@
-#include "engines/speech/amr_encoder.h"
+#include "engines/speech/audio/amr_encoder.h"
 
 #include <opencore-amrnb/interf_enc.h>
 #include <vo-amrwbenc/enc_if.h>

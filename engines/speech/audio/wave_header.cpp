@@ -1,4 +1,4 @@
-#include "engines/speech/wave_header.h"
+#include "engines/speech/audio/wave_header.h"
 
 #include <cstring>
 

@@ -5,8 +5,8 @@
 //
 // One encoder per connection, used by one thread at a time; both libraries
 // keep all their state in the encoder, so distinct encoders run in parallel.
-#ifndef TAVN_ENGINES_SPEECH_AMR_ENCODER_H_
-#define TAVN_ENGINES_SPEECH_AMR_ENCODER_H_
+#ifndef TAVN_ENGINES_SPEECH_AUDIO_AMR_ENCODER_H_
+#define TAVN_ENGINES_SPEECH_AUDIO_AMR_ENCODER_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -46,4 +46,4 @@ class AmrEncoder {
 
 }  // namespace tavn::speech
 
-#endif  // TAVN_ENGINES_SPEECH_AMR_ENCODER_H_
+#endif  // TAVN_ENGINES_SPEECH_AUDIO_AMR_ENCODER_H_

@@ -1,4 +1,4 @@
-#include "engines/speech/synthesizer.h"
+#include "engines/speech/backends/espeak_backend.h"
 
 #include <espeak-ng/espeak_ng.h>
 #include <sys/stat.h>
@@ -7,6 +7,7 @@
 #include <mutex>
 #include <new>
 
+#include "engines/speech/backends/sentence_copy.h"
 #include "engines/speech/engine_codes.h"
 
 namespace tavn::speech {
@@ -63,9 +64,10 @@ bool has_voice_data(const char* dir) {
 }
 
 // Loads `voice` unless it is loaded already.  Caller holds state().mu.
-uint32_t load_voice(State& s, const std::string& voice) {
+uint32_t load_voice(State& s, std::string_view voice) {
   if (s.voice == voice) return 0;
-  if (espeak_ng_SetVoiceByName(voice.c_str()) != ENS_OK) {
+  const std::string name(voice);
+  if (espeak_ng_SetVoiceByName(name.c_str()) != ENS_OK) {
     s.voice.clear();  // whatever libespeak-ng kept, it is not known here
     return ENGINE_ERR_UNKNOWN_VOICE;
   }
@@ -75,7 +77,12 @@ uint32_t load_voice(State& s, const std::string& voice) {
 
 }  // namespace
 
-uint32_t synth_initialize() {
+EspeakBackend& EspeakBackend::Get() {
+  static EspeakBackend* b = new EspeakBackend;  // never destroyed, like its state
+  return *b;
+}
+
+uint32_t EspeakBackend::Initialize() {
   State& s = state();
   std::lock_guard<std::mutex> lock(s.mu);
   if (s.phase == Phase::kOn) return 0;
@@ -105,7 +112,7 @@ uint32_t synth_initialize() {
   return 0;
 }
 
-void synth_terminate() {
+void EspeakBackend::Terminate() {
   State& s = state();
   std::lock_guard<std::mutex> lock(s.mu);
   if (s.phase != Phase::kOn) return;
@@ -115,13 +122,12 @@ void synth_terminate() {
   s.voice.clear();
 }
 
-uint32_t synth_list_voices(std::vector<std::pair<std::string, std::string>>* out) {
+uint32_t EspeakBackend::ListVoices(std::vector<VoiceInfo>* out) {
   State& s = state();
   std::lock_guard<std::mutex> lock(s.mu);
   if (s.phase != Phase::kOn) return ENGINE_ERR_NOT_INITIALIZED;
   const espeak_VOICE** voices = espeak_ListVoices(nullptr);
   try {
-    out->clear();
     for (size_t i = 0; voices != nullptr && voices[i] != nullptr; ++i) {
       const espeak_VOICE* v = voices[i];
       if (v->identifier == nullptr || v->languages == nullptr) continue;
@@ -130,8 +136,9 @@ uint32_t synth_list_voices(std::vector<std::pair<std::string, std::string>>* out
       // The file name without its folder is what espeak_ng_SetVoiceByName
       // takes; languages starts with a priority byte.
       const size_t slash = id.rfind('/');
-      out->emplace_back(std::string(slash == std::string_view::npos ? id : id.substr(slash + 1)),
-                        std::string(v->languages + 1));
+      out->push_back(
+          VoiceInfo{std::string(slash == std::string_view::npos ? id : id.substr(slash + 1)),
+                    std::string(v->languages + 1), s.sample_rate});
     }
   } catch (const std::bad_alloc&) {
     return ENGINE_ERR_NO_MEMORY;
@@ -139,44 +146,31 @@ uint32_t synth_list_voices(std::vector<std::pair<std::string, std::string>>* out
   return 0;
 }
 
-uint32_t synth_sample_rate() {
+uint32_t EspeakBackend::SampleRate(std::string_view) {
   State& s = state();
   std::lock_guard<std::mutex> lock(s.mu);
   return s.phase == Phase::kOn ? s.sample_rate : 0;
 }
 
-uint32_t synth_check_voice(const std::string& voice) {
+uint32_t EspeakBackend::CheckVoice(std::string_view voice) {
   State& s = state();
   std::lock_guard<std::mutex> lock(s.mu);
   if (s.phase != Phase::kOn) return ENGINE_ERR_NOT_INITIALIZED;
   return load_voice(s, voice);
 }
 
-uint32_t sentence_copy(std::string_view text, std::string* copy, std::vector<int16_t>* out) {
-  try {
-    copy->assign(text.data(), text.size());
-    out->clear();
-  } catch (const std::bad_alloc&) {
-    return ENGINE_ERR_NO_MEMORY;
-  }
-  for (char& c : *copy) {
-    if (c == '\0') c = ' ';
-  }
-  return 0;
-}
-
-uint32_t synth_sentence(const EngineSettings& settings, std::string_view text,
-                        std::vector<int16_t>* out) {
+uint32_t EspeakBackend::Speak(std::string_view voice, std::string_view text, const Prosody& prosody,
+                              std::vector<int16_t>* out) {
   std::string copy;  // zero-terminated for libespeak-ng
   if (uint32_t r = sentence_copy(text, &copy, out)) return r;
 
   State& s = state();
   std::lock_guard<std::mutex> lock(s.mu);
   if (s.phase != Phase::kOn) return ENGINE_ERR_NOT_INITIALIZED;
-  if (uint32_t r = load_voice(s, settings.voice)) return r;
-  espeak_ng_SetParameter(espeakRATE, settings.rate, 0);
-  espeak_ng_SetParameter(espeakPITCH, settings.pitch, 0);
-  espeak_ng_SetParameter(espeakVOLUME, settings.volume, 0);
+  if (uint32_t r = load_voice(s, voice)) return r;
+  espeak_ng_SetParameter(espeakRATE, prosody.rate, 0);
+  espeak_ng_SetParameter(espeakPITCH, prosody.pitch, 0);
+  espeak_ng_SetParameter(espeakVOLUME, prosody.volume, 0);
 
   Sink sink;
   sink.out = out;
