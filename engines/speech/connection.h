@@ -64,7 +64,7 @@ class Connection {
   bool have_pending_ = false;  // the sentence the next fetch renders
   Sentence pending_;
   AudioEncoder encoder_;
-  std::vector<int16_t> samples_;  // one sentence from the synthesizer
+  std::vector<int16_t> samples_;  // one sentence from the back end
   std::vector<uint8_t> piece_;    // header + one sentence's audio
 };
 
