@@ -1,5 +1,5 @@
 // Real-time factor (processing time / audio time) of TalvernSynth through the
-// espeak engine, next to the command a user would run instead writing the
+// speech engine, next to the command a user would run instead writing the
 // same text with the same voice to a WAVE file (espeak-ng -w; for a flite:
 // voice, flite -voice NAME -f), for a short and a long text.  Then requests
 // per second with 1 and with 2 threads speaking at once in one process.  Every run is a

@@ -12,7 +12,7 @@ cd "$(dirname "$0")/.."
 name=${1:?usage: scripts/build.sh i386|x86_64|asan|tsan [cmake options...]}
 shift
 dir=${BUILD_DIR:-build/$name}
-args=(-G Ninja -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVN_ESPEAK_ENGINE=ON)
+args=(-G Ninja -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVN_SPEECH_ENGINE=ON)
 case "$name" in
   i386)
     . scripts/i386-env.sh

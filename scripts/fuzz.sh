@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 
 seconds=${1:-30}
 dir=${BUILD_DIR:-build/fuzz}
-targets=(cfg_reader token_map match find_files)
+targets=(cfg_reader token_map match find_files sentence_splitter engine_params)
 
 CC=clang CXX=clang++ cmake -G Ninja -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DTAVN_FUZZ=ON -DTAVN_TESTS=OFF -DTAVN_BENCH=OFF >/dev/null

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "engines/espeak/engine_codes.h"
+#include "engines/speech/engine_codes.h"
 #include "synth/tavn.h"
 
 namespace {
@@ -33,7 +33,7 @@ ResultName result_name(uint32_t code) {
   for (const FrontCode& f : kFrontCodes) {
     if (f.code == code) return f.name;
   }
-  if (const espeak_engine::EngineCode* e = espeak_engine::find_engine_code(code)) {
+  if (const tavn::speech::EngineCode* e = tavn::speech::find_engine_code(code)) {
     return {e->name, e->reason};
   }
   return {"unknown", ""};

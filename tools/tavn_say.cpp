@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "engines/espeak/voice_list.h"
+#include "engines/speech/voice_list.h"
 #include "log/large_file.h"
 #include "synth/audio_format.h"
 #include "synth/kavritts.h"

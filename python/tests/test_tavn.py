@@ -108,7 +108,7 @@ def test_threads_speak_at_once():
 
 def test_code_names_match_the_c_headers():
     pattern = re.compile(r"(TAVN_ERR_\w+|ENGINE_ERR_\w+)\s*=?\s*(0x[0-9A-Fa-f]+)u")
-    headers = (SOURCE / "synth/tavn.h").read_text() + (SOURCE / "engines/espeak/engine_codes.h").read_text()
+    headers = (SOURCE / "synth/tavn.h").read_text() + (SOURCE / "engines/speech/engine_codes.h").read_text()
     in_c = {int(code, 16): name for name, code in pattern.findall(headers)}
     assert in_c == tavn._codes.RESULT_NAMES
     assert tavn._codes.result_name(0xDEADBEEF) == "UNKNOWN"

@@ -3,9 +3,9 @@
 #include <cmath>
 #include <vector>
 
-#include "engines/espeak/audio_encoder.h"
-#include "engines/espeak/engine_codes.h"
-#include "engines/espeak/output_format.h"
+#include "engines/speech/audio/audio_encoder.h"
+#include "engines/speech/audio/output_format.h"
+#include "engines/speech/engine_codes.h"
 #include "synth/audio_format.h"
 
 #include <soxr.h>
@@ -18,7 +18,7 @@
 #include <spandsp/g726.h>
 #include <spandsp/oki_adpcm.h>
 
-namespace espeak_engine {
+namespace tavn::speech {
 namespace {
 
 constexpr uint32_t kInputRate = 22050;
@@ -174,4 +174,4 @@ TEST(AudioEncoder, CompressedRowsGiveWholeFramesAcrossSentences) {
 }
 
 }  // namespace
-}  // namespace espeak_engine
+}  // namespace tavn::speech

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "engines/espeak/engine_codes.h"
+#include "engines/speech/engine_codes.h"
 #include "synth/kavritts.h"
 
-using namespace espeak_engine;
+using namespace tavn::speech;
 
 namespace {
 

@@ -2,10 +2,10 @@
 
 #include <string>
 
-#include "engines/espeak/engine_codes.h"
-#include "engines/espeak/engine_params.h"
+#include "engines/speech/engine_codes.h"
+#include "engines/speech/engine_params.h"
 
-namespace espeak_engine {
+namespace tavn::speech {
 namespace {
 
 // "voice rate pitch volume format" as read from `params`, or the failure's name.
@@ -49,4 +49,4 @@ TEST(EngineParams, ReadsKeysAndRefusesBadValues) {
 }
 
 }  // namespace
-}  // namespace espeak_engine
+}  // namespace tavn::speech

@@ -1,4 +1,4 @@
-// Whole requests: libtavn.so's entry points driving the espeak engine,
+// Whole requests: libtavn.so's entry points driving the speech engine,
 // checked against espeak-ng's own rendering, its sentence events and sox.
 #include <gtest/gtest.h>
 #include <sys/wait.h>

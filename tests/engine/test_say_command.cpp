@@ -1,4 +1,4 @@
-// tavn-say run as a program on the espeak engine: exit statuses and their
+// tavn-say run as a program on the speech engine: exit statuses and their
 // messages, text from a pipe, audio into a pipe, speech marks, and no
 // temporary file left behind, signals included.
 #include <gtest/gtest.h>

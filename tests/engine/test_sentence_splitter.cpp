@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "engines/espeak/sentence_splitter.h"
+#include "engines/speech/text/sentence_splitter.h"
 
-namespace espeak_engine {
+namespace tavn::speech {
 namespace {
 
 std::vector<std::string> split(const std::string& text, size_t max_bytes = kMaxSentenceBytes) {
@@ -59,4 +59,4 @@ TEST(SentenceSplitter, FindsSentencesAndCutsOverlongOnesWithinTheLimit) {
 }
 
 }  // namespace
-}  // namespace espeak_engine
+}  // namespace tavn::speech

@@ -1,0 +1,249 @@
+#include "engines/speech/backends/flite_backend.h"
+
+#include <dlfcn.h>
+#include <flite/flite.h>
+
+#include <cmath>
+#include <mutex>
+#include <new>
+#include <shared_mutex>
+#include <string>
+
+#include "engines/speech/backends/sentence_copy.h"
+#include "engines/speech/engine_codes.h"
+
+namespace tavn::speech {
+namespace {
+
+// Clustergen voices take a pitch change as "f0_shift"; the diphone voices
+// (kal, kal16) only read a target mean F0.
+enum class Kind { kClustergen, kDiphone };
+
+struct VoiceEntry {
+  const char* name;      // as the voice= parameter takes it, e.g. "flite:slt"
+  const char* language;  // e.g. "en-us"
+  uint32_t sample_rate;  // Hz, the rate the voice speaks at
+  Kind kind;
+  const char* library;  // soname; it exports register_<id> and unregister_<id>
+  const char* id;
+};
+
+const VoiceEntry kVoices[] = {
+    {"flite:slt", "en-us", 16000, Kind::kClustergen, "libflite_cmu_us_slt.so.1", "cmu_us_slt"},
+    {"flite:awb", "en-gb-scotland", 16000, Kind::kClustergen, "libflite_cmu_us_awb.so.1",
+     "cmu_us_awb"},
+    {"flite:rms", "en-us", 16000, Kind::kClustergen, "libflite_cmu_us_rms.so.1", "cmu_us_rms"},
+    {"flite:kal16", "en-us", 16000, Kind::kDiphone, "libflite_cmu_us_kal16.so.1", "cmu_us_kal16"},
+    {"flite:kal", "en-us", 8000, Kind::kDiphone, "libflite_cmu_us_kal.so.1", "cmu_us_kal"},
+};
+
+// libflite's functions, looked up when the first voice is loaded.  flite
+// and its voices are loaded only when a flite voice is first used: their
+// data takes some 150,000 relocations (over 6 MiB of memory and 40 million
+// cycles at start-up), which a process speaking with libespeak-ng only
+// should not pay.
+struct FliteApi {
+  int (*init)();
+  cst_utterance* (*new_utterance)();
+  void (*delete_utterance)(cst_utterance*);
+  int (*utt_set_input_text)(cst_utterance*, const char*);
+  cst_utterance* (*utt_init)(cst_utterance*, cst_voice*);
+  cst_utterance* (*utt_synth)(cst_utterance*);
+  cst_wave* (*utt_wave)(cst_utterance*);
+  void (*feat_set_float)(cst_features*, const char*, float);
+  float (*get_param_float)(const cst_features*, const char*, float);
+};
+
+template <typename F>
+bool look_up(void* library, const char* name, F* out) {
+  void* p = dlsym(library, name);
+  if (p == nullptr) return false;
+  *out = reinterpret_cast<F>(p);
+  return true;
+}
+
+bool load_api(FliteApi* api) {
+  void* lib = dlopen("libflite.so.1", RTLD_NOW | RTLD_LOCAL);
+  return lib != nullptr && look_up(lib, "flite_init", &api->init) &&
+         look_up(lib, "new_utterance", &api->new_utterance) &&
+         look_up(lib, "delete_utterance", &api->delete_utterance) &&
+         look_up(lib, "utt_set_input_text", &api->utt_set_input_text) &&
+         look_up(lib, "utt_init", &api->utt_init) && look_up(lib, "utt_synth", &api->utt_synth) &&
+         look_up(lib, "utt_wave", &api->utt_wave) &&
+         look_up(lib, "feat_set_float", &api->feat_set_float) &&
+         look_up(lib, "get_param_float", &api->get_param_float);
+}
+constexpr size_t kVoiceCount = sizeof kVoices / sizeof kVoices[0];
+
+struct LoadedVoice {
+  cst_voice* (*register_fn)(const char*) = nullptr;
+  void (*unregister_fn)(cst_voice*) = nullptr;
+  cst_voice* voice = nullptr;  // registered
+};
+
+struct State {
+  std::shared_mutex mu;  // shared: speaking; exclusive: loading, (un)registering
+  bool api_loaded = false;
+  FliteApi api = {};
+  LoadedVoice voices[kVoiceCount];
+};
+
+// Loads libflite and the voice's library (kept for the life of the process)
+// and registers the voice.  Caller holds s.mu exclusively.
+void register_voice(State& s, size_t index) {
+  if (!s.api_loaded) {
+    FliteApi api;
+    if (!load_api(&api)) return;
+    api.init();
+    s.api = api;
+    s.api_loaded = true;
+  }
+  LoadedVoice& v = s.voices[index];
+  if (v.register_fn == nullptr) {
+    void* lib = dlopen(kVoices[index].library, RTLD_NOW | RTLD_LOCAL);
+    const std::string id = kVoices[index].id;
+    if (lib == nullptr || !look_up(lib, ("register_" + id).c_str(), &v.register_fn) ||
+        !look_up(lib, ("unregister_" + id).c_str(), &v.unregister_fn)) {
+      v.register_fn = nullptr;
+      return;
+    }
+  }
+  v.voice = v.register_fn(nullptr);
+}
+
+// Never destroyed: the engine may be stopped from an exit handler.
+State& state() {
+  static State* s = new State;
+  return *s;
+}
+
+const VoiceEntry* find_voice(std::string_view name, size_t* index) {
+  for (size_t i = 0; i < kVoiceCount; ++i) {
+    if (name == kVoices[i].name) {
+      *index = i;
+      return &kVoices[i];
+    }
+  }
+  return nullptr;
+}
+
+// The registered voice at `index`, registering it first if needed.  Returns
+// with `shared` holding the lock in shared mode.
+cst_voice* voice_at(State& s, size_t index, std::shared_lock<std::shared_mutex>* shared) {
+  *shared = std::shared_lock<std::shared_mutex>(s.mu);
+  if (s.voices[index].voice != nullptr) return s.voices[index].voice;
+  shared->unlock();
+  {
+    std::unique_lock<std::shared_mutex> exclusive(s.mu);
+    if (s.voices[index].voice == nullptr) register_voice(s, index);
+  }
+  shared->lock();
+  return s.voices[index].voice;
+}
+
+// pitch 0..100 around 50 as a factor on F0: half an octave down or up at the ends.
+float pitch_factor(int pitch) { return std::pow(2.0f, static_cast<float>(pitch - 50) / 100.0f); }
+
+}  // namespace
+
+FliteBackend& FliteBackend::Get() {
+  static FliteBackend* b = new FliteBackend;  // never destroyed, like its state
+  return *b;
+}
+
+uint32_t FliteBackend::ListVoices(std::vector<VoiceInfo>* out) {
+  try {
+    for (const VoiceEntry& v : kVoices)
+      out->push_back(VoiceInfo{v.name, v.language, v.sample_rate});
+  } catch (const std::bad_alloc&) {
+    return ENGINE_ERR_NO_MEMORY;
+  }
+  return 0;
+}
+
+uint32_t FliteBackend::SampleRate(std::string_view voice) {
+  size_t index = 0;
+  const VoiceEntry* v = find_voice(voice, &index);
+  return v == nullptr ? 0 : v->sample_rate;
+}
+
+uint32_t FliteBackend::CheckVoice(std::string_view voice) {
+  size_t index = 0;
+  if (find_voice(voice, &index) == nullptr) return ENGINE_ERR_UNKNOWN_VOICE;
+  std::shared_lock<std::shared_mutex> lock;
+  return voice_at(state(), index, &lock) == nullptr ? ENGINE_ERR_UNKNOWN_VOICE : 0;
+}
+
+uint32_t FliteBackend::Speak(std::string_view voice_name, std::string_view text,
+                             const Prosody& prosody, std::vector<int16_t>* out) {
+  size_t index = 0;
+  const VoiceEntry* entry = find_voice(voice_name, &index);
+  if (entry == nullptr) return ENGINE_ERR_UNKNOWN_VOICE;
+  std::string copy;
+  if (uint32_t r = sentence_copy(text, &copy, out)) return r;
+
+  State& s = state();
+  std::shared_lock<std::shared_mutex> lock;
+  cst_voice* voice = voice_at(s, index, &lock);
+  if (voice == nullptr) return ENGINE_ERR_UNKNOWN_VOICE;
+
+  // The prosody goes into this utterance's own features, which
+  // take precedence over the voice's; the shared voice is never written.
+  const FliteApi& api = s.api;
+  cst_utterance* u = api.new_utterance();
+  if (u == nullptr) return ENGINE_ERR_NO_MEMORY;
+  api.utt_set_input_text(u, copy.c_str());
+  api.utt_init(u, voice);
+  // Both scale what the voice itself sets (kal speaks with a stretch of its own).
+  if (prosody.rate != kDefaultRate) {
+    const float stretch = api.get_param_float(voice->features, "duration_stretch", 1.0f);
+    api.feat_set_float(u->features, "duration_stretch", stretch * kDefaultRate / prosody.rate);
+  }
+  if (prosody.pitch != kDefaultPitch) {
+    const float factor = pitch_factor(prosody.pitch);
+    if (entry->kind == Kind::kClustergen) {
+      const float shift = api.get_param_float(voice->features, "f0_shift", 1.0f);
+      api.feat_set_float(u->features, "f0_shift", shift * factor);
+    } else {
+      const float mean = api.get_param_float(voice->features, "int_f0_target_mean", 100.0f);
+      api.feat_set_float(u->features, "int_f0_target_mean", mean * factor);
+    }
+  }
+  uint32_t result = 0;
+  if (api.utt_synth(u) == nullptr) {
+    result = ENGINE_ERR_SYNTH_FAILED;
+  } else {
+    const cst_wave* w = api.utt_wave(u);
+    const size_t n = (w == nullptr || w->num_samples < 0) ? 0 : static_cast<size_t>(w->num_samples);
+    if (n > kMaxSentenceSeconds * entry->sample_rate) {
+      result = ENGINE_ERR_SYNTH_FAILED;
+    } else if (n > 0) {
+      try {
+        out->assign(w->samples, w->samples + n);
+      } catch (const std::bad_alloc&) {
+        result = ENGINE_ERR_NO_MEMORY;
+      }
+    }
+  }
+  api.delete_utterance(u);
+  lock.unlock();
+
+  if (result == 0 && prosody.volume != kDefaultVolume) {
+    for (int16_t& v : *out) {
+      const int32_t scaled = v * prosody.volume / kDefaultVolume;
+      v = static_cast<int16_t>(scaled > 32767 ? 32767 : scaled < -32768 ? -32768 : scaled);
+    }
+  }
+  return result;
+}
+
+void FliteBackend::Terminate() {
+  State& s = state();
+  std::unique_lock<std::shared_mutex> lock(s.mu);
+  for (LoadedVoice& v : s.voices) {
+    if (v.voice != nullptr) v.unregister_fn(v.voice);
+    v.voice = nullptr;
+  }
+}
+
+}  // namespace tavn::speech

@@ -1,0 +1,56 @@
+// The engine's connection settings and how they are read from the
+// parameter string of TTSConnectRecord.
+//
+// Syntax: "key=value" items separated by commas, semicolons or white space,
+// e.g. "voice=en,rate=170,5=4".  Keys are matched without regard to case;
+// unknown keys and items without '=' are ignored; a key given twice takes its
+// last value.
+//
+//   voice=NAME   libespeak-ng voice: a language or voice file name with an
+//                optional variant, e.g. en, en-us, cmn, en+f3  (default en);
+//                or a flite voice: flite:slt, flite:awb, flite:rms,
+//                flite:kal16, flite:kal
+//   rate=N       words per minute, 80 to 450                  (default 175)
+//   pitch=N      base pitch, 0 to 100                           (default 50)
+//   volume=N     amplitude, 0 to 200                           (default 100)
+//   5=N          audio data format: 0 (the default, format 4) or 1 to 30;
+//                101 to 104 keep the default (the front end then sets the
+//                format itself)
+//
+// Pure functions: safe from any thread.
+#ifndef TAVN_ENGINES_SPEECH_ENGINE_PARAMS_H_
+#define TAVN_ENGINES_SPEECH_ENGINE_PARAMS_H_
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "engines/speech/audio/output_format.h"
+
+namespace tavn::speech {
+
+constexpr int kMinRate = 80, kMaxRate = 450, kDefaultRate = 175;
+constexpr int kMaxPitch = 100, kDefaultPitch = 50;
+constexpr int kMaxVolume = 200, kDefaultVolume = 100;
+constexpr size_t kMaxVoiceName = 40;
+
+struct EngineSettings {
+  std::string voice = "en";
+  int rate = kDefaultRate;
+  int pitch = kDefaultPitch;
+  int volume = kDefaultVolume;
+  uint32_t format = kDefaultFormat;  // always a row from 1 to 30
+};
+
+// Reads `params` into `*out`, which should hold the defaults on entry.
+// Returns 0; ENGINE_ERR_UNKNOWN_VOICE for a voice name that is empty, longer
+// than kMaxVoiceName or has characters other than letters, digits, '-', '_',
+// '+' and ':'; ENGINE_ERR_BAD_VALUE for a rate, pitch or volume that is not a
+// decimal number in its range; ENGINE_ERR_FORMAT_REFUSED for a "5=" value
+// that is not a decimal number in 0..30 or 101..104.  The first bad item
+// decides; `*out` may then be partly updated.
+uint32_t parse_engine_params(std::string_view params, EngineSettings* out);
+
+}  // namespace tavn::speech
+
+#endif  // TAVN_ENGINES_SPEECH_ENGINE_PARAMS_H_

@@ -1,0 +1,55 @@
+// Connection parameter string.  Input: the parameter text.  Checks that a
+// string the reader accepts leaves every setting in its range, that a
+// refusal carries one of the reader's three codes, and that the accepted
+// settings written back as a parameter string read back the same.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "engines/speech/engine_codes.h"
+#include "engines/speech/engine_params.h"
+#include "fuzz/fuzz_tmp.h"
+
+namespace {
+
+using namespace tavn::speech;
+
+bool valid_voice(const std::string& v) {
+  if (v.empty() || v.size() > kMaxVoiceName) return false;
+  for (char c : v) {
+    const bool alnum = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    if (!alnum && c != '-' && c != '_' && c != '+' && c != ':') return false;
+  }
+  return true;
+}
+
+bool same(const EngineSettings& a, const EngineSettings& b) {
+  return a.voice == b.voice && a.rate == b.rate && a.pitch == b.pitch && a.volume == b.volume &&
+         a.format == b.format;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const std::string_view params(reinterpret_cast<const char*>(data), size);
+  EngineSettings s;
+  const uint32_t r = parse_engine_params(params, &s);
+  if (r != 0) {
+    check(r == ENGINE_ERR_UNKNOWN_VOICE || r == ENGINE_ERR_BAD_VALUE ||
+          r == ENGINE_ERR_FORMAT_REFUSED);
+    return 0;
+  }
+  check(valid_voice(s.voice));
+  check(s.rate >= kMinRate && s.rate <= kMaxRate);
+  check(s.pitch >= 0 && s.pitch <= kMaxPitch);
+  check(s.volume >= 0 && s.volume <= kMaxVolume);
+  check(s.format >= 1 && s.format <= kLastFormat);
+
+  const std::string again =
+      "voice=" + s.voice + ",rate=" + std::to_string(s.rate) + ";pitch=" + std::to_string(s.pitch) +
+      " VOLUME=" + std::to_string(s.volume) + "\t5=" + std::to_string(s.format);
+  EngineSettings t;
+  check(parse_engine_params(again, &t) == 0 && same(s, t));
+  return 0;
+}
