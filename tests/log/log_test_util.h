@@ -9,11 +9,9 @@
 #include <string>
 
 #include "log/log_cfg.h"
-#include "log/log_cfg_heap.h"
 #include "log/log_impl.h"
-#include "log/log_io_file.h"
-#include "log/log_uni_type.h"
-#include "log/log_win32_process_mutex.h"
+#include "log/log_io.h"
+#include "log/log_mutex.h"
 #include "tests/support/test_support.h"
 
 using Test_Cfg = Log_Cfg_T<Log_Cfg_Heap_Reg, Log_Cfg>;

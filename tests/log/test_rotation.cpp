@@ -11,8 +11,8 @@
 
 #include "log/find_files.h"
 #include "log/log_backup.h"
+#include "log/log_os.h"
 #include "log/match_string.h"
-#include "log/path_norm.h"
 #include "log_test_util.h"
 
 namespace {
