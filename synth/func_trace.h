@@ -12,9 +12,9 @@
 class Log_Func_Trace {
  public:
   explicit Log_Func_Trace(const char* name) : name_(name) {
-    LOG_TRACE("%s | enter.", name_.c_str());
+    TAVN_LOG_TRACE("%s | enter.", name_.c_str());
   }
-  ~Log_Func_Trace() { LOG_TRACE("%s | leave.", name_.c_str()); }
+  ~Log_Func_Trace() { TAVN_LOG_TRACE("%s | leave.", name_.c_str()); }
   Log_Func_Trace(const Log_Func_Trace&) = delete;
   Log_Func_Trace& operator=(const Log_Func_Trace&) = delete;
 

@@ -37,7 +37,7 @@ int write_synch(extra_param_f* rec, const char* text) {
   long long used = static_cast<long long>(pos) + static_cast<long long>(len);
   rec->used = used > INT_MAX ? INT_MAX : static_cast<int>(used);  // stored before the check
   if (!usable || used > rec->capacity) {
-    LOG_ERROR("The buffer size for saving synch information  is too small");
+    TAVN_LOG_ERROR("The buffer size for saving synch information  is too small");
     if (rec->buffer && *rec->buffer) (*rec->buffer)[0] = '\0';
     return -1;
   }
@@ -88,7 +88,7 @@ uint32_t SynchSentences::append_sentence(const TTSSynthRecord& piece) {
   size_t line_size = static_cast<size_t>(n) + 100;
   Scratch line(static_cast<char*>(std::calloc(line_size, 1)));
   if (!sentence || !line) {
-    LOG_ERROR("Cannot alloc buffer for temp Synchro information");
+    TAVN_LOG_ERROR("Cannot alloc buffer for temp Synchro information");
     return ERR_NO_MEMORY;
   }
   if (copy) std::memcpy(sentence.get(), text_ + begin, copy);
