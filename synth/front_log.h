@@ -10,9 +10,10 @@
 
 #include "synth/tavn_logger.h"
 
-#define TAVN_LOG_AT_(method, ...)                                                              \
-  do {                                                                                         \
-    if (TavnLogSingleton::Use tavn_logger_{}; tavn_logger_) tavn_logger_->method(__VA_ARGS__); \
+#define TAVN_LOG_AT_(method, ...)                                          \
+  do {                                                                     \
+    if (::tavn::synth::TavnLogSingleton::Use tavn_logger_{}; tavn_logger_) \
+      tavn_logger_->method(__VA_ARGS__);                                   \
   } while (0)
 
 #define TAVN_LOG_ERROR(...) TAVN_LOG_AT_(log_error, __VA_ARGS__)

@@ -9,6 +9,8 @@
 
 #include "synth/front_log.h"
 
+namespace tavn::synth {
+
 class Log_Func_Trace {
  public:
   explicit Log_Func_Trace(const char* name) : name_(name) {
@@ -21,5 +23,7 @@ class Log_Func_Trace {
  private:
   std::string name_;
 };
+
+}  // namespace tavn::synth
 
 #endif  // TAVN_SYNTH_FUNC_TRACE_H_

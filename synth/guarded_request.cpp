@@ -4,6 +4,8 @@
 #include "synth/result_codes.h"
 #include "synth/tavn.hpp"
 
+namespace tavn::synth {
+
 namespace {
 // Null strings are shown as "(null)" rather than handed to printf.
 const char* shown(const char* s) { return s ? s : "(null)"; }
@@ -26,3 +28,5 @@ uint32_t guarded_request(const char* text, bool is_file, const char* out_file,
                   shown(params));
   return r;
 }
+
+}  // namespace tavn::synth

@@ -15,6 +15,13 @@
 #include "synth/tavn.hpp"
 #include "synth/tts_module.h"
 
+using tavn::synth::ERR_EMPTY_INPUT;
+using tavn::synth::ERR_NO_MEMORY;
+using tavn::synth::ERR_NULL_INPUT;
+using tavn::synth::ERR_OPEN_FILE;
+using tavn::synth::TTSModule;
+using tavn::synth::TTSSynth2File;
+
 namespace {
 
 constexpr size_t kMaxText = 65536;      // text bytes used; longer input is cut

@@ -12,22 +12,7 @@
 #include "synth/front_log.h"
 #include "synth/result_codes.h"
 
-namespace {
-
-const char kHead[] = "{\nMediaUrl:\"%s\",\nAbsolutePath:\"%s\",\nSentenses : [";
-const char kFirstSentence[] = "{\n    Time:\"%6fs\",\n    SentenseText :\"%s\"\n}";
-const char kNextSentence[] = ",\n{\n    Time:\"%6fs\",\n    SentenseText :\"%s\"\n}";
-const char kTail[] = "]\n}";
-
-constexpr size_t kHeadScratch = 512;
-
-struct FreeDeleter {
-  void operator()(char* p) const { std::free(p); }
-};
-using Scratch = std::unique_ptr<char, FreeDeleter>;
-
-}  // namespace
-
+// Exported: keeps its name outside the front end's namespace.
 int write_synch(extra_param_f* rec, const char* text) {
   // A record without a buffer, or whose counters are already negative, can
   // take nothing: refusing beats writing before the caller's buffer.
@@ -44,6 +29,24 @@ int write_synch(extra_param_f* rec, const char* text) {
   std::memcpy(*rec->buffer + pos, text, len + 1);
   return 0;
 }
+
+namespace tavn::synth {
+
+namespace {
+
+const char kHead[] = "{\nMediaUrl:\"%s\",\nAbsolutePath:\"%s\",\nSentenses : [";
+const char kFirstSentence[] = "{\n    Time:\"%6fs\",\n    SentenseText :\"%s\"\n}";
+const char kNextSentence[] = ",\n{\n    Time:\"%6fs\",\n    SentenseText :\"%s\"\n}";
+const char kTail[] = "]\n}";
+
+constexpr size_t kHeadScratch = 512;
+
+struct FreeDeleter {
+  void operator()(char* p) const { std::free(p); }
+};
+using Scratch = std::unique_ptr<char, FreeDeleter>;
+
+}  // namespace
 
 uint32_t synch_head(extra_param_f* rec) {
   char scratch[kHeadScratch];
@@ -106,3 +109,5 @@ uint32_t SynchSentences::append_sentence(const TTSSynthRecord& piece) {
   sentence.reset();
   return write_synch(rec_, line.get()) == 0 ? 0 : ERR_SYNCH_BUFFER;
 }
+
+}  // namespace tavn::synth

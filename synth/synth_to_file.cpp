@@ -9,6 +9,8 @@
 #include "synth/synch_text.h"
 #include "synth/tavn.hpp"
 
+namespace tavn::synth {
+
 namespace {
 
 constexpr uint32_t kMinAudioBytes = 200;
@@ -134,3 +136,5 @@ uint32_t TTSSynth2File(uint32_t handle, TTSSynthRecord* record, const char* path
   if (out.written() < kMinAudioBytes && !want_synch) return ERR_OUTPUT_TOO_SHORT;
   return r;
 }
+
+}  // namespace tavn::synth

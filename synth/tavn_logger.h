@@ -8,6 +8,9 @@
 #include "log/log_mutex.h"
 #include "log/log_singleton.h"
 
+namespace tavn::synth {
+
+// The logger's members are compiled once, in log/log_impl.cpp.
 using TavnLogIO = Log_Uni_Type<Log_IO_FILE, __LOG_TOK_Log_IO_FILE_TAVN_LoggerLog_IO_FILE__>;
 using TavnLogCfg = Log_Cfg_T<Log_Cfg_Heap_Reg, Log_Cfg>;
 using TavnLogger = Log_Impl_T<TavnLogIO, Log_Win32_Process_Mutex, TavnLogCfg>;
@@ -24,5 +27,7 @@ void tavn_logger_open();
 // with the last one (Log_Singleton::release).  Records that come later are
 // skipped.
 void tavn_logger_release();
+
+}  // namespace tavn::synth
 
 #endif  // TAVN_SYNTH_TAVN_LOGGER_H_
