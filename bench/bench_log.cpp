@@ -25,11 +25,9 @@
 #include <spdlog/spdlog.h>
 
 #include "log/log_cfg.h"
-#include "log/log_cfg_heap.h"
 #include "log/log_impl.h"
-#include "log/log_io_file.h"
-#include "log/log_uni_type.h"
-#include "log/log_win32_process_mutex.h"
+#include "log/log_io.h"
+#include "log/log_mutex.h"
 
 namespace {
 

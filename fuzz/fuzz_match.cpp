@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "fuzz/fuzz_tmp.h"
+#include "log/log_os.h"
 #include "log/match_string.h"
-#include "log/path_norm.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <set>
 
 #include "fuzz/fuzz_tmp.h"
-#include "log/token_map.h"
+#include "log/log_cfg_reader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const std::set<std::string> level_words = {"low",  "warning", "normal", "medium",

@@ -8,9 +8,8 @@
 #include <cstring>
 #include <memory>
 
-#include "log/large_file.h"
+#include "log/log_os.h"
 #include "log/match_string.h"
-#include "log/path_norm.h"
 
 namespace KAVRI_LOG {
 

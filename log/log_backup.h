@@ -4,7 +4,7 @@
 #ifndef TAVN_LOG_LOG_BACKUP_H_
 #define TAVN_LOG_LOG_BACKUP_H_
 
-#include "log/path_norm.h"
+#include "log/log_os.h"
 
 namespace KAVRI_LOG {
 

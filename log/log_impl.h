@@ -21,6 +21,11 @@
 //
 // Stack: the large buffers of a record (message, line, conversions) are the
 // thread's Log_Scratch buffers, so a record needs only a few KB of stack.
+//
+// This header declares the class; log/log_impl-inl.h defines its members.
+// The logger type of this library is compiled once (log/log_impl.cpp, see
+// the end of this header); code that uses a Log_Impl_T of other types
+// includes log/log_impl-inl.h as well.
 #ifndef TAVN_LOG_LOG_IMPL_H_
 #define TAVN_LOG_LOG_IMPL_H_
 
@@ -30,10 +35,11 @@
 #include "log/log_cfg.h"
 #include "log/log_io.h"
 #include "log/log_level.h"
-#include "log/log_lock_guard.h"
 #include "log/log_mutex.h"
-#include "log/log_style.h"
-#include "log/log_time.h"
+#include "log/log_os.h"
+
+template <class CharT>
+class Log_Line;
 
 template <class IO, class LOCK, class CFG>
 class Log_Impl_T {
@@ -145,6 +151,11 @@ class Log_Impl_T {
   // reported on standard output as `failure`.
   template <class WRITE>
   void write_record(void* line, int len, WRITE write_plain, const char* failure);
+  // Appends the prefix parts that `style` selects (time stamp, level,
+  // process, thread, subject) to a narrow or a wide line; the same text in
+  // both forms.
+  template <class CharT>
+  void append_prefix(Log_Line<CharT>& line, const char* subject, LOG_LEVEL level, int style) const;
   // Writes narrow text to the file: converted to wide when charset is 2.
   int write_text(const char* text);
   // The conversion, into the thread's wide scratch buffer.
@@ -163,8 +174,10 @@ class Log_Impl_T {
   void log_level_v(LOG_LEVEL level, const char* fmt, va_list ap);
 };
 
-// The members' definitions: the record path and the file's life.
-#include "log/log_impl_file.h"
-#include "log/log_impl_record.h"
+// The logger of this library (the front end's process-wide logger, which
+// the tests and benchmarks use too), compiled once in log/log_impl.cpp.
+extern template class Log_Impl_T<
+    Log_Uni_Type<Log_IO_FILE, __LOG_TOK_Log_IO_FILE_TAVN_LoggerLog_IO_FILE__>,
+    Log_Win32_Process_Mutex, Log_Cfg_T<Log_Cfg_Heap_Reg, Log_Cfg>>;
 
 #endif  // TAVN_LOG_LOG_IMPL_H_

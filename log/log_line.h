@@ -30,6 +30,11 @@ class Log_Line {
     buf_[len_] = 0;
   }
 
+  // Appends ASCII text, each character as one CharT.
+  void append_ascii(const char* s) {
+    for (; *s != '\0'; ++s) append_char(static_cast<CharT>(*s));
+  }
+
   // "%04x": lower-case hex digits, at least four.
   void append_hex4(unsigned value) {
     CharT digits[8];

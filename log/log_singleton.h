@@ -1,4 +1,5 @@
-// Log_Singleton<IO, LOCK, CFG>: creates the process-wide logger
+// The process-wide logger: Kavri_Singleton_T, the holder of one object of a
+// type, and Log_Singleton<IO, LOCK, CFG>, which creates the logger
 // (Kavri_Singleton_T<Log_Impl_T<IO, LOCK, CFG>>) on first use, opens it with
 // the merged configuration, and releases it at the end.
 //
@@ -30,11 +31,35 @@
 #include <atomic>
 #include <cstdint>
 
-#include "log/kavri_singleton.h"
-#include "log/log_cfg_merge.h"
+#include "log/log_cfg.h"
 #include "log/log_impl.h"
 #include "log/log_io.h"
-#include "log/path_norm.h"
+#include "log/log_os.h"
+
+// Process-wide holder of one object of type T: the instance pointer, the
+// count of successful first-time opens not yet released, and whether the
+// holder created the instance and must delete it.  Each accessor returns a
+// reference to a function-local static.
+//
+// Thread safety: none of its own.  Callers serialise creation and release
+// (the front end does both inside its one-time start-up and its exit hook).
+template <typename T>
+class Kavri_Singleton_T {
+ public:
+  static T*& instance() {
+    static T* the_inst = nullptr;
+    return the_inst;
+  }
+  static int& ref_count() {
+    static int reference_count_ = 0;
+    return reference_count_;
+  }
+  // The spelling of this accessor's name is kept: other code refers to it.
+  static bool& need_delelte() {
+    static bool delete_instance_ = false;
+    return delete_instance_;
+  }
+};
 
 template <class IO, class LOCK, class CFG>
 class Log_Singleton {

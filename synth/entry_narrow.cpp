@@ -5,6 +5,9 @@
 #include "synth/guarded_request.h"
 #include "synth/tavn.hpp"
 
+using tavn::synth::guarded_request;
+using tavn::synth::Log_Func_Trace;
+
 extern "C" uint32_t TalvernSynth(const char* text, bool is_file, const char* out_file,
                                  const char* conn_str1, const char* conn_str2, const char* params) {
   Log_Func_Trace trace("TalvernSynth");

@@ -10,6 +10,9 @@
 #include "synth/guarded_request.h"
 #include "synth/tavn.h"
 
+using tavn::synth::guarded_request;
+using tavn::synth::Log_Func_Trace;
+
 namespace {
 
 // The locale switch is process-wide; wide callers take turns so that none

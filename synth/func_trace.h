@@ -9,17 +9,21 @@
 
 #include "synth/front_log.h"
 
+namespace tavn::synth {
+
 class Log_Func_Trace {
  public:
   explicit Log_Func_Trace(const char* name) : name_(name) {
-    LOG_TRACE("%s | enter.", name_.c_str());
+    TAVN_LOG_TRACE("%s | enter.", name_.c_str());
   }
-  ~Log_Func_Trace() { LOG_TRACE("%s | leave.", name_.c_str()); }
+  ~Log_Func_Trace() { TAVN_LOG_TRACE("%s | leave.", name_.c_str()); }
   Log_Func_Trace(const Log_Func_Trace&) = delete;
   Log_Func_Trace& operator=(const Log_Func_Trace&) = delete;
 
  private:
   std::string name_;
 };
+
+}  // namespace tavn::synth
 
 #endif  // TAVN_SYNTH_FUNC_TRACE_H_

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+namespace tavn::synth {
+
 // Runs Talvern_Impl on the narrow request values (synch null).  An
 // exception of any type becomes ERR_EXCEPTION with the error record
 // "TalvernSynth(...) raise exception!!!"; success writes the info record
@@ -12,5 +14,7 @@
 // without a record of its own (the driver has logged the cause).
 uint32_t guarded_request(const char* text, bool is_file, const char* out_file,
                          const char* conn_str1, const char* conn_str2, const char* params);
+
+}  // namespace tavn::synth
 
 #endif  // TAVN_SYNTH_GUARDED_REQUEST_H_

@@ -15,6 +15,13 @@
 #include "synth/tavn.hpp"
 #include "synth/tts_module.h"
 
+using tavn::synth::ERR_EMPTY_INPUT;
+using tavn::synth::ERR_NO_MEMORY;
+using tavn::synth::ERR_NULL_INPUT;
+using tavn::synth::ERR_OPEN_FILE;
+using tavn::synth::TTSModule;
+using tavn::synth::TTSSynth2File;
+
 namespace {
 
 constexpr size_t kMaxText = 65536;      // text bytes used; longer input is cut
@@ -50,7 +57,7 @@ uint32_t load_text(const char* text, bool is_file, char* buf, size_t* length) {
   if (!is_file) {
     size_t n = std::strlen(text);
     if (n > kMaxText) {
-      LOG_WARN("Input text size is bigger than max input size.");
+      TAVN_LOG_WARN("Input text size is bigger than max input size.");
       n = kMaxText;
     }
     std::memcpy(buf, text, n);
@@ -59,7 +66,7 @@ uint32_t load_text(const char* text, bool is_file, char* buf, size_t* length) {
   }
   FILE* f = std::fopen(text, "rt");
   if (!f) {
-    LOG_ERROR("Cannot open text file %s for read.", text);
+    TAVN_LOG_ERROR("Cannot open text file %s for read.", text);
     return ERR_OPEN_FILE;
   }
   fseeko(f, 0, SEEK_END);
@@ -67,13 +74,13 @@ uint32_t load_text(const char* text, bool is_file, char* buf, size_t* length) {
   const uint64_t size = static_cast<uint64_t>(ftello(f));
   fseeko(f, 0, SEEK_SET);
   if (size == 0) {
-    LOG_ERROR("input ZERO size text file(%s) to synth.", text);
+    TAVN_LOG_ERROR("input ZERO size text file(%s) to synth.", text);
     std::fclose(f);
     return ERR_EMPTY_INPUT;
   }
   size_t n = kMaxText;
   if (size > kMaxText) {
-    LOG_WARN("Input text file size is bigger than max input size.");
+    TAVN_LOG_WARN("Input text file size is bigger than max input size.");
   } else {
     n = static_cast<size_t>(size);
   }
@@ -91,19 +98,19 @@ int ConvertToNMSVceFile(const char*, const char*, int) { return -1; }
 uint32_t Talvern_Impl(const char* text, bool is_file, const char* out_file, const char* conn_str1,
                       const char* conn_str2, const char* params, void* synch) {
   if (uint32_t init = TTSModule::start())
-    LOG_ERROR("Cannot load %s TTS module, errcode=0x%08x.", kEngineName, init);
+    TAVN_LOG_ERROR("Cannot load %s TTS module, errcode=0x%08x.", kEngineName, init);
 
   if (!text || !out_file) {
-    LOG_ERROR("input NULL string ptr.");
+    TAVN_LOG_ERROR("input NULL string ptr.");
     return ERR_NULL_INPUT;
   }
   if (!*text || !*out_file) {
-    LOG_ERROR("input ZERO size string buffer.");
+    TAVN_LOG_ERROR("input ZERO size string buffer.");
     return ERR_EMPTY_INPUT;
   }
   std::unique_ptr<char[]> buf(new (std::nothrow) char[kTextBuffer]());
   if (!buf) {
-    LOG_ERROR("Cannot alloc buffer for input text.");
+    TAVN_LOG_ERROR("Cannot alloc buffer for input text.");
     return ERR_NO_MEMORY;
   }
   size_t length = 0;
@@ -118,10 +125,10 @@ uint32_t Talvern_Impl(const char* text, bool is_file, const char* out_file, cons
   copy_cut(conn.params, params);
   uint32_t handle = TTSConnect(&conn);
   if (handle == 0) {
-    LOG_ERROR("TTSConnect() function return errcode 0x%08x.", conn.error_code);
+    TAVN_LOG_ERROR("TTSConnect() function return errcode 0x%08x.", conn.error_code);
     return conn.error_code;
   }
-  LOG_VERBOSE("Successfully connect to TTS engine.");
+  TAVN_LOG_VERBOSE("Successfully connect to TTS engine.");
 
   const uint32_t format = probe_format(params);
   const bool convert = format >= 101 && format <= 104;
@@ -130,17 +137,17 @@ uint32_t Talvern_Impl(const char* text, bool is_file, const char* out_file, cons
   if (name_length < 0 || static_cast<size_t>(name_length) >= sizeof name) {
     // A name that does not fit the buffer is refused rather than cut, so no
     // other file is ever written.
-    LOG_ERROR("Output file name %.256s... is too long.", out_file);
+    TAVN_LOG_ERROR("Output file name %.256s... is too long.", out_file);
     buf.reset();
     if (uint32_t d = TTSDisconnect(handle))
-      LOG_ERROR("Disconnect from TTS Server failed, errcode 0x%08x.\n", d);
+      TAVN_LOG_ERROR("Disconnect from TTS Server failed, errcode 0x%08x.\n", d);
     return ERR_OPEN_FILE;
   }
   if (convert) {
     if (uint32_t r = TTSSetSynthParam(handle, TTS_PARAM_AUDIO_FORMAT, kConvertFormat))
-      LOG_WARN("Talvern_Impl TTSSetSynthParam(%d(%s),%d) function return errcode 0x%08x.",
-               static_cast<int>(TTS_PARAM_AUDIO_FORMAT), "AudioHeadFmt",
-               static_cast<int>(kConvertFormat), r);
+      TAVN_LOG_WARN("Talvern_Impl TTSSetSynthParam(%d(%s),%d) function return errcode 0x%08x.",
+                    static_cast<int>(TTS_PARAM_AUDIO_FORMAT), "AudioHeadFmt",
+                    static_cast<int>(kConvertFormat), r);
   }
 
   TTSSynthRecord record;
@@ -152,20 +159,20 @@ uint32_t Talvern_Impl(const char* text, bool is_file, const char* out_file, cons
   buf.reset();
   uint32_t d = TTSDisconnect(handle);
   if (r != 0) {
-    LOG_ERROR("TTSSynth2File() function return errcode 0x%08x.\n", r);
-    if (d != 0) LOG_ERROR("Disconnect from TTS Server failed, errcode 0x%08x.\n", d);
+    TAVN_LOG_ERROR("TTSSynth2File() function return errcode 0x%08x.\n", r);
+    if (d != 0) TAVN_LOG_ERROR("Disconnect from TTS Server failed, errcode 0x%08x.\n", d);
     return r;  // the temporary file of the convert path stays
   }
-  if (d != 0) LOG_ERROR("Disconnect from TTS Server failed, errcode 0x%08x.\n", d);
+  if (d != 0) TAVN_LOG_ERROR("Disconnect from TTS Server failed, errcode 0x%08x.\n", d);
   if (convert) {
     // The converter is not part of this library: the request ends with
     // result 0 and neither file present.
     unlink(out_file);
     int c = ConvertToNMSVceFile(name, out_file, static_cast<int>(format));
     if (c != 0)
-      LOG_ERROR("ConvertToNMSVceFile failed, errcode 0x%08x.\n", static_cast<unsigned>(c));
+      TAVN_LOG_ERROR("ConvertToNMSVceFile failed, errcode 0x%08x.\n", static_cast<unsigned>(c));
     unlink(name);
   }
-  LOG_VERBOSE("Successfully disconnect from TTS engine.");
+  TAVN_LOG_VERBOSE("Successfully disconnect from TTS engine.");
   return 0;
 }

@@ -7,6 +7,8 @@
 
 #include "synth/tavn.h"
 
+namespace tavn::synth {
+
 constexpr uint32_t ERR_EXCEPTION = TAVN_ERR_EXCEPTION;
 constexpr uint32_t ERR_EMPTY_INPUT = TAVN_ERR_EMPTY_INPUT;
 constexpr uint32_t ERR_NO_MEMORY = TAVN_ERR_NO_MEMORY;
@@ -14,5 +16,7 @@ constexpr uint32_t ERR_NULL_INPUT = TAVN_ERR_NULL_INPUT;
 constexpr uint32_t ERR_SYNCH_BUFFER = TAVN_ERR_SYNCH_BUFFER;
 constexpr uint32_t ERR_OPEN_FILE = TAVN_ERR_OPEN_FILE;
 constexpr uint32_t ERR_OUTPUT_TOO_SHORT = TAVN_ERR_OUTPUT_TOO_SHORT;
+
+}  // namespace tavn::synth
 
 #endif  // TAVN_SYNTH_RESULT_CODES_H_

@@ -12,6 +12,26 @@
 #include "synth/front_log.h"
 #include "synth/result_codes.h"
 
+// Exported: keeps its name outside the front end's namespace.
+int write_synch(extra_param_f* rec, const char* text) {
+  // A record without a buffer, or whose counters are already negative, can
+  // take nothing: refusing beats writing before the caller's buffer.
+  bool usable = rec->buffer && *rec->buffer && rec->used >= 0 && rec->capacity >= 0;
+  int pos = rec->used;
+  size_t len = std::strlen(text);
+  long long used = static_cast<long long>(pos) + static_cast<long long>(len);
+  rec->used = used > INT_MAX ? INT_MAX : static_cast<int>(used);  // stored before the check
+  if (!usable || used > rec->capacity) {
+    TAVN_LOG_ERROR("The buffer size for saving synch information  is too small");
+    if (rec->buffer && *rec->buffer) (*rec->buffer)[0] = '\0';
+    return -1;
+  }
+  std::memcpy(*rec->buffer + pos, text, len + 1);
+  return 0;
+}
+
+namespace tavn::synth {
+
 namespace {
 
 const char kHead[] = "{\nMediaUrl:\"%s\",\nAbsolutePath:\"%s\",\nSentenses : [";
@@ -27,23 +47,6 @@ struct FreeDeleter {
 using Scratch = std::unique_ptr<char, FreeDeleter>;
 
 }  // namespace
-
-int write_synch(extra_param_f* rec, const char* text) {
-  // A record without a buffer, or whose counters are already negative, can
-  // take nothing: refusing beats writing before the caller's buffer.
-  bool usable = rec->buffer && *rec->buffer && rec->used >= 0 && rec->capacity >= 0;
-  int pos = rec->used;
-  size_t len = std::strlen(text);
-  long long used = static_cast<long long>(pos) + static_cast<long long>(len);
-  rec->used = used > INT_MAX ? INT_MAX : static_cast<int>(used);  // stored before the check
-  if (!usable || used > rec->capacity) {
-    LOG_ERROR("The buffer size for saving synch information  is too small");
-    if (rec->buffer && *rec->buffer) (*rec->buffer)[0] = '\0';
-    return -1;
-  }
-  std::memcpy(*rec->buffer + pos, text, len + 1);
-  return 0;
-}
 
 uint32_t synch_head(extra_param_f* rec) {
   char scratch[kHeadScratch];
@@ -88,7 +91,7 @@ uint32_t SynchSentences::append_sentence(const TTSSynthRecord& piece) {
   size_t line_size = static_cast<size_t>(n) + 100;
   Scratch line(static_cast<char*>(std::calloc(line_size, 1)));
   if (!sentence || !line) {
-    LOG_ERROR("Cannot alloc buffer for temp Synchro information");
+    TAVN_LOG_ERROR("Cannot alloc buffer for temp Synchro information");
     return ERR_NO_MEMORY;
   }
   if (copy) std::memcpy(sentence.get(), text_ + begin, copy);
@@ -106,3 +109,5 @@ uint32_t SynchSentences::append_sentence(const TTSSynthRecord& piece) {
   sentence.reset();
   return write_synch(rec_, line.get()) == 0 ? 0 : ERR_SYNCH_BUFFER;
 }
+
+}  // namespace tavn::synth

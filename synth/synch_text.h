@@ -17,6 +17,8 @@
 #include "synth/kavritts.h"
 #include "synth/tavn.hpp"
 
+namespace tavn::synth {
+
 // Appends the head.  Returns ERR_SYNCH_BUFFER when it does not fit, else 0.
 uint32_t synch_head(extra_param_f* rec);
 
@@ -48,5 +50,7 @@ class SynchSentences {
   uint32_t audio_total_ = 0;
   uint32_t non_audio_total_ = 0;
 };
+
+}  // namespace tavn::synth
 
 #endif  // TAVN_SYNTH_SYNCH_TEXT_H_

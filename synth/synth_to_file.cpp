@@ -9,6 +9,8 @@
 #include "synth/synch_text.h"
 #include "synth/tavn.hpp"
 
+namespace tavn::synth {
+
 namespace {
 
 constexpr uint32_t kMinAudioBytes = 200;
@@ -83,7 +85,7 @@ uint32_t TTSSynth2File(uint32_t handle, TTSSynthRecord* record, const char* path
 
   FILE* f = std::fopen(path, "wb");
   if (!f) {
-    LOG_ERROR("TTSSynth2File() cannot open %s output file.", path);
+    TAVN_LOG_ERROR("TTSSynth2File() cannot open %s output file.", path);
     return ERR_OPEN_FILE;
   }
   // On the synch failures below the file is left unpatched, holding every
@@ -97,7 +99,7 @@ uint32_t TTSSynth2File(uint32_t handle, TTSSynthRecord* record, const char* path
 
   uint32_t r = TTSSynthText(handle, record);
   if (r != 0) {
-    LOG_ERROR("TTSSynthText() return error, errcode = 0x%08x.", r);
+    TAVN_LOG_ERROR("TTSSynthText() return error, errcode = 0x%08x.", r);
     std::fclose(f);
     return r;
   }
@@ -112,7 +114,7 @@ uint32_t TTSSynth2File(uint32_t handle, TTSSynthRecord* record, const char* path
     if (record->audio_length != 0) out.write_piece(*record);
     uint32_t f_result = TTSFetchNext(handle, record);
     if (f_result != 0) {
-      LOG_ERROR("TTSFetchNext() return error, errcode = 0x%08x.", f_result);
+      TAVN_LOG_ERROR("TTSFetchNext() return error, errcode = 0x%08x.", f_result);
       std::fclose(f);
       return f_result;
     }
@@ -134,3 +136,5 @@ uint32_t TTSSynth2File(uint32_t handle, TTSSynthRecord* record, const char* path
   if (out.written() < kMinAudioBytes && !want_synch) return ERR_OUTPUT_TOO_SHORT;
   return r;
 }
+
+}  // namespace tavn::synth

@@ -6,6 +6,8 @@
 
 #include "synth/kavritts.h"
 
+namespace tavn::synth {
+
 // Synthesises `record`'s text (text and text_length set, all else zero) on
 // connection `handle` into the file `path` (created or truncated).  The
 // first audio piece is written whole, engine header included; later pieces
@@ -22,5 +24,7 @@
 // (file closed and patched).  The file stays on disk on every path after
 // it was opened.  Reentrant.
 uint32_t TTSSynth2File(uint32_t handle, TTSSynthRecord* record, const char* path, void* synch);
+
+}  // namespace tavn::synth
 
 #endif  // TAVN_SYNTH_SYNTH_TO_FILE_H_

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+namespace tavn::synth {
+
 void tavn_logger_open() {
   TavnLogCfg cfg;
   cfg.file_name_ = "./tavn.log";
@@ -12,3 +14,5 @@ void tavn_logger_open() {
 }
 
 void tavn_logger_release() { TavnLogSingleton::release(); }
+
+}  // namespace tavn::synth

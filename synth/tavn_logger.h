@@ -3,13 +3,14 @@
 #define TAVN_SYNTH_TAVN_LOGGER_H_
 
 #include "log/log_cfg.h"
-#include "log/log_cfg_heap.h"
 #include "log/log_impl.h"
-#include "log/log_io_file.h"
+#include "log/log_io.h"
+#include "log/log_mutex.h"
 #include "log/log_singleton.h"
-#include "log/log_uni_type.h"
-#include "log/log_win32_process_mutex.h"
 
+namespace tavn::synth {
+
+// The logger's members are compiled once, in log/log_impl.cpp.
 using TavnLogIO = Log_Uni_Type<Log_IO_FILE, __LOG_TOK_Log_IO_FILE_TAVN_LoggerLog_IO_FILE__>;
 using TavnLogCfg = Log_Cfg_T<Log_Cfg_Heap_Reg, Log_Cfg>;
 using TavnLogger = Log_Impl_T<TavnLogIO, Log_Win32_Process_Mutex, TavnLogCfg>;
@@ -26,5 +27,7 @@ void tavn_logger_open();
 // with the last one (Log_Singleton::release).  Records that come later are
 // skipped.
 void tavn_logger_release();
+
+}  // namespace tavn::synth
 
 #endif  // TAVN_SYNTH_TAVN_LOGGER_H_

@@ -7,6 +7,8 @@
 #include "synth/kavritts.h"
 #include "synth/tavn_logger.h"
 
+namespace tavn::synth {
+
 namespace {
 
 std::mutex start_mutex;
@@ -39,3 +41,5 @@ uint32_t TTSModule::start() {
 }
 
 void TTSModule::set_logger_opener(void (*opener)()) { logger_opener = opener; }
+
+}  // namespace tavn::synth

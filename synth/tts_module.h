@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+namespace tavn::synth {
+
 class TTSModule {
  public:
   // Runs the start-up once per process and returns init_result, the result
@@ -18,5 +20,7 @@ class TTSModule {
   // before the first request.
   static void set_logger_opener(void (*opener)());
 };
+
+}  // namespace tavn::synth
 
 #endif  // TAVN_SYNTH_TTS_MODULE_H_

@@ -1,24 +1,35 @@
-// Shared by the logger tests: the logger types, a logging configuration and
-// a logger opened on a file in a temporary folder.
+// Shared by the logger tests: the logger types, a logging configuration, a
+// logger opened on a file in a temporary folder and a folder's file names.
 #ifndef TAVN_TESTS_LOG_LOG_TEST_UTIL_H_
 #define TAVN_TESTS_LOG_LOG_TEST_UTIL_H_
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "log/log_cfg.h"
-#include "log/log_cfg_heap.h"
 #include "log/log_impl.h"
-#include "log/log_io_file.h"
-#include "log/log_uni_type.h"
-#include "log/log_win32_process_mutex.h"
+#include "log/log_io.h"
+#include "log/log_mutex.h"
 #include "tests/support/test_support.h"
 
 using Test_Cfg = Log_Cfg_T<Log_Cfg_Heap_Reg, Log_Cfg>;
 using Test_IO = Log_Uni_Type<Log_IO_FILE, __LOG_TOK_Log_IO_FILE_TAVN_LoggerLog_IO_FILE__>;
 using Test_Logger = Log_Impl_T<Test_IO, Log_Win32_Process_Mutex, Test_Cfg>;
+
+using Names = std::vector<std::string>;
+
+// Names in `dir` (one level), sorted.
+inline Names names(const std::string& dir) {
+  Names out;
+  for (const auto& e : std::filesystem::directory_iterator(dir)) out.push_back(e.path().filename());
+  std::sort(out.begin(), out.end());
+  return out;
+}
 
 // A configuration writing every level to `file` with the title "Unit Log".
 inline Test_Cfg make_cfg(const std::string& file) {

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <clocale>
 
-#include "log/log_thread_mutex.h"
+#include "log/log_mutex.h"
 #include "log_test_util.h"
 
 namespace {

@@ -12,10 +12,10 @@
 #include <regex>
 #include <stdexcept>
 
-#include "log/log_make_dir.h"
-#include "log/log_process.h"
+#include "log/log_impl-inl.h"  // a logger on an output type of its own
+#include "log/log_mutex.h"
+#include "log/log_os.h"
 #include "log/log_text_output.h"
-#include "log/log_thread_mutex.h"
 #include "log_test_util.h"
 
 namespace {

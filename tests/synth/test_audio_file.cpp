@@ -8,6 +8,9 @@
 #include "synth/tavn.hpp"
 #include "tests/support/test_support.h"
 
+using tavn::synth::ERR_OPEN_FILE;
+using tavn::synth::ERR_OUTPUT_TOO_SHORT;
+
 namespace {
 
 using scripted::make_piece;

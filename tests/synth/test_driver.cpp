@@ -10,6 +10,10 @@
 #include "synth/tavn.hpp"
 #include "tests/support/test_support.h"
 
+using tavn::synth::ERR_EMPTY_INPUT;
+using tavn::synth::ERR_NULL_INPUT;
+using tavn::synth::ERR_OPEN_FILE;
+
 namespace {
 
 class Driver : public ::testing::Test {

@@ -15,6 +15,14 @@
 #include "synth/tts_module.h"
 #include "tests/support/test_support.h"
 
+using tavn::synth::ERR_EMPTY_INPUT;
+using tavn::synth::ERR_EXCEPTION;
+using tavn::synth::ERR_NULL_INPUT;
+using tavn::synth::ERR_OPEN_FILE;
+using tavn::synth::ERR_SYNCH_BUFFER;
+using tavn::synth::tavn_logger_open;
+using tavn::synth::TTSModule;
+
 namespace {
 
 // Each test is its own process (one per test in CTest): it moves into a

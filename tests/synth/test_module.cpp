@@ -15,6 +15,9 @@
 #include "synth/tts_module.h"
 #include "tests/support/test_support.h"
 
+using tavn::synth::ERR_EXCEPTION;
+using tavn::synth::TTSModule;
+
 namespace {
 
 std::atomic<int> opener_calls{0};

@@ -13,6 +13,9 @@
 #include "synth/tavn.hpp"
 #include "tests/support/test_support.h"
 
+using tavn::synth::ERR_OUTPUT_TOO_SHORT;
+using tavn::synth::ERR_SYNCH_BUFFER;
+
 namespace {
 
 using scripted::make_piece;

@@ -1,7 +1,10 @@
-#include "log/log_thread_mutex.h"
+#include "log/log_mutex.h"
 
 #include <cerrno>
+#include <mutex>
 #include <new>
+
+// ---- Log_Thread_Mutex.
 
 Log_Thread_Mutex::~Log_Thread_Mutex() { close(false); }
 
@@ -41,3 +44,33 @@ int Log_Thread_Mutex::release() {
 }
 
 const char* Log_Thread_Mutex::name() { return nullptr; }
+
+// ---- Log_Win32_Process_Mutex.
+
+namespace {
+
+// One mutex for the process.  Made on first use and never destroyed, so it
+// is usable from exit hooks and by threads still waiting when a logger
+// frees its lock object.
+std::mutex& process_mutex() {
+  static std::mutex* m = new std::mutex;
+  return *m;
+}
+
+}  // namespace
+
+int Log_Win32_Process_Mutex::open(const char*) { return 0; }
+
+int Log_Win32_Process_Mutex::close(bool) { return 0; }
+
+int Log_Win32_Process_Mutex::acquire(int) {
+  process_mutex().lock();
+  return 0;
+}
+
+int Log_Win32_Process_Mutex::release() {
+  process_mutex().unlock();
+  return 0;
+}
+
+const char* Log_Win32_Process_Mutex::name() { return name_; }

@@ -1,4 +1,4 @@
-#include "log/log_io_file.h"
+#include "log/log_io.h"
 
 #include "log/large_file.h"
 
