@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The test command: installs what is missing, then builds and tests the
-# i386 product target, native x86_64 and x86_64 under ASan + UBSan, checks
+# The test command: installs what is missing, checks the formatting and
+# the shell scripts (scripts/lint.sh), then builds and tests the i386
+# product target, native x86_64 and x86_64 under ASan + UBSan, checks
 # that both targets' tavn-say speak alike, and runs the concurrency tests
 # under ThreadSanitizer.  The i386 programs run natively where the kernel
 # allows it and under user-mode emulation where it does not
@@ -11,6 +12,8 @@ cd "$(dirname "$0")/.."
 
 start=$SECONDS
 scripts/deps.sh
+echo "=== lint: clang-format and shellcheck"
+scripts/lint.sh
 scripts/i386-run.sh
 for config in i386 x86_64 asan; do
   echo "=== $config: build"
