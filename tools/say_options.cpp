@@ -6,6 +6,7 @@
 #include "synth/audio_format.h"
 #include "tools/speech_marks.h"
 
+namespace tavn::say {
 namespace {
 
 std::string upper(std::string s) {
@@ -216,3 +217,5 @@ std::string parse_say_options(int argc, const char* const* argv, SayOptions* out
     return "the engine parameters (--params with --voice, --rate, ...) exceed 127 characters";
   return "";
 }
+
+}  // namespace tavn::say

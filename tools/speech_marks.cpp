@@ -9,6 +9,7 @@
 
 #include "synth/audio_format.h"
 
+namespace tavn::say {
 namespace {
 
 constexpr char kTimeOpen[] = "{\n    Time:\"";
@@ -217,3 +218,5 @@ int64_t audio_length_ms(const std::string& path, uint32_t format) {
   if (bits_per_second == 0) return -1;
   return (size * 8000 + bits_per_second / 2) / bits_per_second;
 }
+
+}  // namespace tavn::say

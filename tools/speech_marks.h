@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace tavn::say {
+
 struct SynchSentence {
   double seconds;    // start time as the synch text prints it (may be inf or nan)
   std::string text;  // the sentence's bytes as the library copied them
@@ -52,5 +54,7 @@ std::string format_marks(const std::vector<SpeechMark>& marks, MarksFormat forma
 // chunk over the header's byte rate; for a headerless file its size over the
 // bit rate of audio format row `format`.  -1 when it cannot be told.
 int64_t audio_length_ms(const std::string& path, uint32_t format);
+
+}  // namespace tavn::say
 
 #endif  // TAVN_TOOLS_SPEECH_MARKS_H_

@@ -9,6 +9,7 @@
 
 #include "tools/speech_marks.h"
 
+namespace tavn::say {
 namespace {
 
 // A synch text as libtavn writes it (head "u", "a.wav").
@@ -126,3 +127,4 @@ TEST(SpeechMarks, TellsTheLengthOfAudioFiles) {
 }
 
 }  // namespace
+}  // namespace tavn::say

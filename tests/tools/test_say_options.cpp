@@ -7,6 +7,7 @@
 #include "tools/result_names.h"
 #include "tools/say_options.h"
 
+namespace tavn::say {
 namespace {
 
 // What tavn-say makes of `args`: "TEXT -> OUT [PARAMS]" (with " file",
@@ -100,3 +101,4 @@ TEST(SayOptions, NamesResultCodes) {
 }
 
 }  // namespace
+}  // namespace tavn::say
