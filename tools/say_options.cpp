@@ -148,12 +148,10 @@ std::string parse_say_options(int argc, const char* const* argv, SayOptions* out
       if (!take(&out->out) || out->out.empty()) return "-o needs a file name";
     } else if (arg == "-f" || arg == "--file") {
       if (!take(&v) || v.empty()) return "-f needs a file name";
-      if (v == "-") {
-        out->text_from_stdin = true;
-      } else {
-        out->text = v;
-        out->is_file = true;
-      }
+      // The last -f counts.
+      out->text_from_stdin = v == "-";
+      out->is_file = v != "-";
+      out->text = out->is_file ? v : "";
     } else if (arg == "--marks") {
       MarksFormat unused;
       if (!take(&v)) return "--marks needs a format: json, srt or vtt, optionally =FILE";
