@@ -33,10 +33,14 @@ struct SpeechMark {
   std::string value;        // the sentence text
 };
 
+// Latest start time a mark takes; later ones are lowered to it.
+constexpr double kMaxMarkSeconds = 1e9;
+
 // One mark per sentence.  Each sentence is looked for in `text` from where
 // the previous one ended; one that is not found (cut input) gets an empty
-// range there.  `audio_end_ms` < 0 means unknown: the last mark then ends
-// where it starts.  An end before its start is raised to the start.
+// range there.  Start times that are not finite or below 0 count as 0.
+// `audio_end_ms` < 0 means unknown: the last mark then ends where it
+// starts.  An end before its start is raised to the start.
 std::vector<SpeechMark> make_marks(const std::vector<SynchSentence>& sentences,
                                    const std::string& text, int64_t audio_end_ms);
 
