@@ -160,9 +160,49 @@ double requests_per_second(int threads, const std::string& text, const std::stri
   return failed ? 0 : done / wall;
 }
 
+constexpr char kUsage[] =
+    "usage: bench_engine [DIR] [RUNS] [VOICE] [FORMAT]\n"
+    "  DIR     writable folder for the audio and text files (default /tmp)\n"
+    "  RUNS    runs per figure, 1 to 1000; the best counts (default 3)\n"
+    "  VOICE   voice name, e.g. en, cmn, flite:slt (default en)\n"
+    "  FORMAT  audio format 0 to 30 (default: the engine's own)\n";
+
+// A whole decimal number from `lo` to `hi`, else -1.
+long whole_number(const char* s, long lo, long hi) {
+  char* end = nullptr;
+  const long v = std::strtol(s, &end, 10);
+  return *s >= '0' && *s <= '9' && *end == '\0' && v >= lo && v <= hi ? v : -1;
+}
+
+// "" when the arguments are usable, else what is wrong with them.
+std::string check_args(int argc, char** argv) {
+  if (argc > 5) return "too many arguments";
+  for (int i = 1; i < argc; ++i) {
+    if (argv[i][0] == '-') return std::string("unknown option ") + argv[i];
+  }
+  if (argc > 1 && access(argv[1], W_OK | X_OK) != 0)
+    return std::string("DIR ") + argv[1] + " is not a writable folder";
+  if (argc > 2 && whole_number(argv[2], 1, 1000) < 0) return "RUNS must be a number from 1 to 1000";
+  if (argc > 3 && (argv[3][0] == '\0' || std::strpbrk(argv[3], ",;= \t") != nullptr))
+    return "VOICE must be a name without blanks, ',', ';' or '='";
+  if (argc > 4 && whole_number(argv[4], 0, 30) < 0) return "FORMAT must be a number from 0 to 30";
+  return "";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "-h") == 0 || std::strcmp(argv[i], "--help") == 0) {
+      std::fputs(kUsage, stdout);
+      return 0;
+    }
+  }
+  const std::string bad = check_args(argc, argv);
+  if (!bad.empty()) {
+    std::fprintf(stderr, "bench_engine: %s\n%s", bad.c_str(), kUsage);
+    return 2;
+  }
   const std::string dir = argc > 1 ? argv[1] : "/tmp";
   const int runs = argc > 2 ? std::atoi(argv[2]) : 3;
   const std::string voice = argc > 3 ? argv[3] : "en";

@@ -25,6 +25,7 @@ packages=(
   # (ffprobe) are the references and decoders of its tests
   flite1-dev flite libmp3lame-dev libopencore-amrnb-dev libvo-amrwbenc-dev ffmpeg
   clang libclang-rt-14-dev                        # fuzz targets
+  clang-format shellcheck                         # scripts/lint.sh
   pkg-config file binutils
   python3 python3-venv python3-pytest python3-setuptools python3-wheel   # the Python package and its tests
 )

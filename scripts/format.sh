@@ -10,10 +10,13 @@ command -v clang-format >/dev/null || scripts/apt.sh install clang-format
 mapfile -t files < <(git ls-files -- '*.c' '*.cpp' '*.h' '*.hpp' |
                      grep -E '^(synth|log|engines|tools|tests|bench|fuzz|examples)/')
 if [ "${1:-}" = --check ]; then
-  status=0
-  for f in "${files[@]}"; do
-    clang-format --style=file "$f" | cmp -s - "$f" || { echo "$f"; status=1; }
-  done
-  exit $status
+  # One clang-format for all the files: each difference is an error that
+  # starts with its file's name.
+  if report=$(clang-format --style=file --dry-run --Werror "${files[@]}" 2>&1); then
+    exit 0
+  fi
+  names=$(sed -n 's/^\([^:]*\):[0-9]*:[0-9]*: error: .*/\1/p' <<<"$report" | sort -u)
+  printf '%s\n' "${names:-$report}"
+  exit 1
 fi
 clang-format --style=file -i "${files[@]}"

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by the scripts that build or run the i386 configuration.  Prints
 # nothing.  Sets TAVN_I386_SYSROOT to the folder the engine's i386 libraries
 # were unpacked into by scripts/deps.sh, or to nothing when they are

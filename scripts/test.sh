@@ -1,16 +1,25 @@
 #!/usr/bin/env bash
-# The test command: installs what is missing, then builds and tests the
-# i386 product target, native x86_64 and x86_64 under ASan + UBSan, checks
-# that both targets' tavn-say speak alike, and runs the concurrency tests
-# under ThreadSanitizer.  The i386 programs run natively where the kernel
-# allows it and under user-mode emulation where it does not
-# (TAVN_I386_EMULATE=1 forces emulation; see scripts/i386-run.sh).
+# The test command: installs what is missing, checks the formatting and
+# the shell scripts (scripts/lint.sh), runs each fuzz target for a few
+# seconds (scripts/fuzz.sh --smoke), then builds and tests the i386
+# product target, native x86_64 (warnings as errors) and x86_64 under
+# ASan + UBSan, checks that both targets' tavn-say speak alike, and runs
+# the concurrency tests under ThreadSanitizer.  The i386 programs run
+# natively where the kernel allows it and under user-mode emulation where
+# it does not (TAVN_I386_EMULATE=1 forces emulation; see
+# scripts/i386-run.sh).
 # Exits non-zero on any failure.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 start=$SECONDS
 scripts/deps.sh
+echo "=== lint: clang-format and shellcheck"
+scripts/lint.sh
+echo "=== fuzz: every target over its seed inputs and for 5 s"
+t=$SECONDS
+scripts/fuzz.sh --smoke
+echo "=== fuzz: took $((SECONDS - t)) s"
 scripts/i386-run.sh
 for config in i386 x86_64 asan; do
   echo "=== $config: build"

@@ -24,7 +24,7 @@
 #define TAVN_ERR_NO_MEMORY        0x80650201u /* a buffer could not be allocated */
 #define TAVN_ERR_NULL_INPUT       0x80650205u /* text or output name is a null pointer */
 #define TAVN_ERR_SYNCH_BUFFER     0x80650209u /* the caller's synch buffer is too small */
-#define TAVN_ERR_OPEN_FILE        0x80650301u /* text file unreadable or output file unwritable */
+#define TAVN_ERR_OPEN_FILE        0x80650301u /* text file unreadable, output file unwritable, or output name too long */
 #define TAVN_ERR_OUTPUT_TOO_SHORT 0x80650306u /* under 200 audio bytes written and no synch text asked for */
 /* clang-format on */
 
@@ -39,10 +39,13 @@ extern "C" {
 #endif
 
 /* Speaks `text` (or, when is_file is true, the contents of the file named by
- * `text`, at most 65536 bytes) into the WAVE file `out_file`.  conn_str1 (31
- * characters used), conn_str2 (47) and params (127) go to the engine and may
- * be null.  Writes "enter"/"leave" traces and a closing record to the log;
- * an exception inside the request becomes TAVN_ERR_EXCEPTION. */
+ * `text`, at most 65536 bytes) into the WAVE file `out_file`.  out_file may
+ * have at most 259 bytes, or 255 when params hold "5=101" to "5=104" (the
+ * library then writes out_file plus ".tmp"); a longer name is refused with
+ * TAVN_ERR_OPEN_FILE, never cut.  conn_str1 (31 characters used), conn_str2
+ * (47) and params (127) go to the engine and may be null.  Writes
+ * "enter"/"leave" traces and a closing record to the log; an exception
+ * inside the request becomes TAVN_ERR_EXCEPTION. */
 TAVN_EXPORT uint32_t TalvernSynth(const char* text, bool is_file, const char* out_file,
                                   const char* conn_str1, const char* conn_str2, const char* params);
 

@@ -5,6 +5,7 @@
 #include "engines/speech/engine_codes.h"
 #include "synth/tavn.h"
 
+namespace tavn::say {
 namespace {
 
 struct FrontCode {
@@ -46,3 +47,5 @@ std::string describe_result(uint32_t code) {
   if (*n.reason == '\0') return std::string(head) + " (unknown result code)";
   return std::string(head) + " " + n.name + ": " + n.reason;
 }
+
+}  // namespace tavn::say

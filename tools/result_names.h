@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+namespace tavn::say {
+
 struct ResultName {
   const char* name;    // "TAVN_ERR_OPEN_FILE", or "unknown" when not known
   const char* reason;  // one line, or "" when not known
@@ -16,5 +18,7 @@ ResultName result_name(uint32_t code);
 
 // "0x80650301 TAVN_ERR_OPEN_FILE: <reason>", or "0x... (unknown result code)".
 std::string describe_result(uint32_t code);
+
+}  // namespace tavn::say
 
 #endif  // TAVN_TOOLS_RESULT_NAMES_H_

@@ -6,6 +6,7 @@
 #include "synth/audio_format.h"
 #include "tools/speech_marks.h"
 
+namespace tavn::say {
 namespace {
 
 std::string upper(std::string s) {
@@ -147,12 +148,10 @@ std::string parse_say_options(int argc, const char* const* argv, SayOptions* out
       if (!take(&out->out) || out->out.empty()) return "-o needs a file name";
     } else if (arg == "-f" || arg == "--file") {
       if (!take(&v) || v.empty()) return "-f needs a file name";
-      if (v == "-") {
-        out->text_from_stdin = true;
-      } else {
-        out->text = v;
-        out->is_file = true;
-      }
+      // The last -f counts.
+      out->text_from_stdin = v == "-";
+      out->is_file = v != "-";
+      out->text = out->is_file ? v : "";
     } else if (arg == "--marks") {
       MarksFormat unused;
       if (!take(&v)) return "--marks needs a format: json, srt or vtt, optionally =FILE";
@@ -216,3 +215,5 @@ std::string parse_say_options(int argc, const char* const* argv, SayOptions* out
     return "the engine parameters (--params with --voice, --rate, ...) exceed 127 characters";
   return "";
 }
+
+}  // namespace tavn::say

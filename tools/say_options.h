@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace tavn::say {
+
 // Longest strings the front end passes to the engine whole; longer ones it
 // would cut without notice, so tavn-say refuses them.
 constexpr size_t kMaxParams = 127, kMaxConn1 = 31, kMaxConn2 = 47;
@@ -56,5 +58,7 @@ std::string build_params(const SayOptions& o);
 // Bytes the synch text may need for a text of `text_bytes` bytes, so that
 // the synch buffer is never the reason a request fails.
 size_t synch_capacity(size_t text_bytes);
+
+}  // namespace tavn::say
 
 #endif  // TAVN_TOOLS_SAY_OPTIONS_H_

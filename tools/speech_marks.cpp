@@ -1,5 +1,6 @@
 #include "tools/speech_marks.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstdio>
@@ -9,6 +10,7 @@
 
 #include "synth/audio_format.h"
 
+namespace tavn::say {
 namespace {
 
 constexpr char kTimeOpen[] = "{\n    Time:\"";
@@ -141,7 +143,9 @@ std::vector<SpeechMark> make_marks(const std::vector<SynchSentence>& sentences,
   std::vector<SpeechMark> marks;
   size_t cursor = 0;
   for (const SynchSentence& s : sentences) {
-    const double ms = std::isfinite(s.seconds) ? std::round(s.seconds * 1000.0) : 0.0;
+    // Kept within 0 to kMaxMarkSeconds, so that the milliseconds fit.
+    const double seconds = std::isfinite(s.seconds) ? s.seconds : 0.0;
+    const double ms = std::round(std::min(std::max(seconds, 0.0), kMaxMarkSeconds) * 1000.0);
     SpeechMark m{static_cast<int64_t>(ms), 0, cursor, cursor, s.text};
     const size_t at = s.text.empty() ? std::string::npos : text.find(s.text, cursor);
     if (at != std::string::npos) {
@@ -217,3 +221,5 @@ int64_t audio_length_ms(const std::string& path, uint32_t format) {
   if (bits_per_second == 0) return -1;
   return (size * 8000 + bits_per_second / 2) / bits_per_second;
 }
+
+}  // namespace tavn::say

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace tavn::say {
+
 struct SynchSentence {
   double seconds;    // start time as the synch text prints it (may be inf or nan)
   std::string text;  // the sentence's bytes as the library copied them
@@ -31,10 +33,14 @@ struct SpeechMark {
   std::string value;        // the sentence text
 };
 
+// Latest start time a mark takes; later ones are lowered to it.
+constexpr double kMaxMarkSeconds = 1e9;
+
 // One mark per sentence.  Each sentence is looked for in `text` from where
 // the previous one ended; one that is not found (cut input) gets an empty
-// range there.  `audio_end_ms` < 0 means unknown: the last mark then ends
-// where it starts.  An end before its start is raised to the start.
+// range there.  Start times that are not finite or below 0 count as 0.
+// `audio_end_ms` < 0 means unknown: the last mark then ends where it
+// starts.  An end before its start is raised to the start.
 std::vector<SpeechMark> make_marks(const std::vector<SynchSentence>& sentences,
                                    const std::string& text, int64_t audio_end_ms);
 
@@ -52,5 +58,7 @@ std::string format_marks(const std::vector<SpeechMark>& marks, MarksFormat forma
 // chunk over the header's byte rate; for a headerless file its size over the
 // bit rate of audio format row `format`.  -1 when it cannot be told.
 int64_t audio_length_ms(const std::string& path, uint32_t format);
+
+}  // namespace tavn::say
 
 #endif  // TAVN_TOOLS_SPEECH_MARKS_H_

@@ -21,6 +21,7 @@
 #include "tools/speech_marks.h"
 #include "tools/temp_files.h"
 
+namespace tavn::say {
 namespace {
 
 constexpr int kExitFailed = 1, kExitUsage = 2;
@@ -227,9 +228,7 @@ bool copy_to_stdout(const std::string& name) {
   return ok;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   SayOptions o;
   o.stdin_is_terminal = isatty(STDIN_FILENO) == 1;
   const std::string error = parse_say_options(argc, argv, &o);
@@ -273,3 +272,8 @@ int main(int argc, char** argv) {
   remove_temp_files();
   return 0;
 }
+
+}  // namespace
+}  // namespace tavn::say
+
+int main(int argc, char** argv) { return tavn::say::run(argc, argv); }

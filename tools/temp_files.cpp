@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
+namespace tavn::say {
 namespace {
 
 constexpr int kSlots = 8;  // four files, each with its ".tmp" twin
@@ -73,3 +74,5 @@ void remove_temp_files() {
   unlink_all();
   for (int i = 0; i < kSlots; ++i) g_used[i] = 0;
 }
+
+}  // namespace tavn::say

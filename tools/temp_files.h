@@ -8,6 +8,8 @@
 
 #include <string>
 
+namespace tavn::say {
+
 // Installs the signal handlers: each removes the files, then ends the
 // process by the same signal (so the caller sees the usual status).
 void install_temp_file_cleanup();
@@ -20,5 +22,7 @@ std::string make_temp_file(const char* suffix);
 
 // Removes every registered file now (absent files are no error).
 void remove_temp_files();
+
+}  // namespace tavn::say
 
 #endif  // TAVN_TOOLS_TEMP_FILES_H_

@@ -14,7 +14,7 @@ export LD_LIBRARY_PATH="$libdir:$engine_dir"
 link_engine="-Wl,-rpath-link,$engine_dir"
 
 export PKG_CONFIG_PATH="$libdir/pkgconfig"
-# shellcheck disable=SC2086
+# shellcheck disable=SC2086,SC2046  # the flags are lists of words on purpose
 "$cc" $cflags -std=c99 -Wall -Wextra -Werror -o "$prefix/hello_c" "$examples/c/hello.c" \
   $(pkg-config --cflags --libs tavn) $link_engine
 (cd "$prefix" && ./hello_c && test -s hello.wav)

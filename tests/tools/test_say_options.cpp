@@ -7,6 +7,7 @@
 #include "tools/result_names.h"
 #include "tools/say_options.h"
 
+namespace tavn::say {
 namespace {
 
 // What tavn-say makes of `args`: "TEXT -> OUT [PARAMS]" (with " file",
@@ -57,6 +58,8 @@ TEST(SayOptions, BuildsTheRequestOrRefuses) {
       {{"<", "--params", "rate=200,5=12", "--marks", "vtt=v.vtt", "--synch"},
        " stdin -> tavn-say.wav [rate=200,5=12] synch: marks:vtt=v.vtt"},
       {{"-f", "-", "x"}, "not both"},
+      {{"-f", "a.txt", "-f", "-"}, " stdin -> tavn-say.wav []"},  // the last -f counts
+      {{"-f", "-", "-f", "b.txt"}, "b.txt file -> tavn-say.wav []"},
       {{"--marks", "xml", "x"}, "json, srt or vtt"},
       {{"--marks", "json=", "x"}, "needs a file name"},
       {{"-o", "-", "--synch", "x"}, "only one of"},
@@ -100,3 +103,4 @@ TEST(SayOptions, NamesResultCodes) {
 }
 
 }  // namespace
+}  // namespace tavn::say

@@ -9,6 +9,7 @@
 
 #include "tools/speech_marks.h"
 
+namespace tavn::say {
 namespace {
 
 // A synch text as libtavn writes it (head "u", "a.wav").
@@ -73,6 +74,10 @@ TEST(SpeechMarks, PlacesSentencesAndWritesEachFormat) {
   EXPECT_EQ(format_marks({marks[1]}, MarksFormat::kVtt).find("Tom &amp; \"Jo\" said &lt;no&gt;."), 38u);
   // Unknown audio end: the last mark ends where it starts.
   EXPECT_EQ(make_marks({{1.0, "A."}}, "A.", -1)[0].end_ms, 1000);
+  // Times below 0 or past kMaxMarkSeconds (a damaged synch text) are held within them.
+  const std::vector<SpeechMark> held = make_marks({{-2.0, "A."}, {1e300, "B."}}, "A.B.", -1);
+  EXPECT_EQ(held[0].time_ms, 0);
+  EXPECT_EQ(held[1].time_ms, 1000000000000);
 
   MarksFormat f;
   EXPECT_TRUE(parse_marks_format("VTT", &f));
@@ -126,3 +131,4 @@ TEST(SpeechMarks, TellsTheLengthOfAudioFiles) {
 }
 
 }  // namespace
+}  // namespace tavn::say
