@@ -1,5 +1,5 @@
 // Names and reasons for the result codes tavn-say can meet: the front end's
-// TAVN_ERR_* codes and the espeak engine's ENGINE_ERR_* codes.  Constant
+// TAVN_ERR_* codes and the speech engine's ENGINE_ERR_* codes.  Constant
 // data: safe from any thread.
 #ifndef TAVN_TOOLS_RESULT_NAMES_H_
 #define TAVN_TOOLS_RESULT_NAMES_H_

@@ -1,5 +1,5 @@
 // tavn-say: speaks a text or a text file into a WAVE file through libtavn
-// and the espeak engine, optionally with the synch text.
+// and the speech engine, optionally with the synch text.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -34,7 +34,7 @@ void print_help() {
       "       COMMAND | tavn-say [options] [-f -]\n"
       "Speaks TEXT (the words joined by blanks), the contents of FILE or standard input\n"
       "(UTF-8, at most 65536 bytes are used) into a WAVE file, through libtavn and the\n"
-      "espeak-ng engine.  With no TEXT, standard input is read unless it is a terminal.\n"
+      "speech engine.  With no TEXT, standard input is read unless it is a terminal.\n"
       "\n"
       "Options:\n"
       "  -o, --out FILE      audio file to write (default tavn-say.wav); - for standard output\n"

@@ -1,4 +1,4 @@
-"""Names of the result codes: libtavn's own and those of the espeak engine."""
+"""Names of the result codes: libtavn's own and those of the speech engine."""
 
 RESULT_NAMES = {
     0x80650002: "TAVN_ERR_EXCEPTION",

@@ -1,6 +1,6 @@
 """The tavn package against libtavn.so and the engine named by
 TAVN_TEST_ENGINE: "scripted" (the test engine's default script: one piece of
-1600 sound bytes, one empty sentence) or "espeak" (real speech)."""
+1600 sound bytes, one empty sentence) or "speech" (real speech)."""
 import os
 import pathlib
 import re
@@ -14,7 +14,7 @@ import tavn
 
 ENGINE = os.environ.get("TAVN_TEST_ENGINE", "scripted")
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
-espeak_only = pytest.mark.skipif(ENGINE != "espeak", reason="needs the espeak engine")
+speech_only = pytest.mark.skipif(ENGINE != "speech", reason="needs the speech engine")
 
 
 @pytest.fixture(autouse=True)
@@ -46,9 +46,9 @@ def test_synth_writes_a_wave_file(text, out, is_file):
     (lambda: tavn.synth("Hi.", "no/such/dir/a.wav"), 0x80650301, "TAVN_ERR_OPEN_FILE"),
     (lambda: tavn.synth_with_timings("missing.txt", "a.wav", is_file=True), 0x80650301, "TAVN_ERR_OPEN_FILE"),
     pytest.param(lambda: tavn.synth("Hi.", "a.wav", params="voice=xx-none"), 0x80660006,
-                 "ENGINE_ERR_UNKNOWN_VOICE", marks=espeak_only),
+                 "ENGINE_ERR_UNKNOWN_VOICE", marks=speech_only),
     pytest.param(lambda: tavn.synth_with_timings("Hi.", "a.wav", params="5=99"), 0x80660008,
-                 "ENGINE_ERR_FORMAT_REFUSED", marks=espeak_only),
+                 "ENGINE_ERR_FORMAT_REFUSED", marks=speech_only),
 ])
 def test_failures_raise_tavn_error(call, code, name):
     with pytest.raises(tavn.TavnError) as info:
@@ -71,7 +71,7 @@ def test_timings_of_the_scripted_engine():
     assert tavn.synth_with_timings("One. Two.", "a.wav", media_url="http://h/a.wav") == [tavn.Sentence(0.0, "")]
 
 
-@espeak_only
+@speech_only
 @pytest.mark.parametrize("text, params, sentences", [
     ("One. Two words here! Three?", None, ["One.", "Two words here!", "Three?"]),
     (b"Say \"quoted\" words.\nThen more.", "5=12", ["Say \"quoted\" words.", "Then more."]),
@@ -86,7 +86,7 @@ def test_timings_follow_the_sentences(text, params, sentences):
     assert all(b > a + 0.3 for a, b in zip(starts, starts[1:])), starts
 
 
-@espeak_only
+@speech_only
 def test_threads_speak_at_once():
     errors = []
 
@@ -119,5 +119,5 @@ def test_readme_example_runs():
                          capture_output=True, text=True, check=True)
     lines = run.stdout.splitlines()
     assert is_wave("hello.wav")
-    if ENGINE == "espeak":
+    if ENGINE == "speech":
         assert lines[0] == "0.000s Hello from Python." and lines[1].endswith("s Goodbye.")
