@@ -28,6 +28,11 @@ constexpr uint32_t ENGINE_ERR_CODEC = 0x8066000Du;
 constexpr uint32_t ENGINE_ERR_NO_MEMORY = 0x8066000Eu;
 constexpr uint32_t ENGINE_ERR_SIZE = 0x8066000Fu;
 constexpr uint32_t ENGINE_ERR_INTERNAL = 0x80660010u;
+constexpr uint32_t ENGINE_ERR_BAD_MARKUP = 0x80660011u;
+constexpr uint32_t ENGINE_ERR_SERVER_UNREACHABLE = 0x80660012u;
+constexpr uint32_t ENGINE_ERR_SERVER_FAILED = 0x80660013u;
+constexpr uint32_t ENGINE_ERR_SERVER_BUSY = 0x80660014u;
+constexpr uint32_t ENGINE_ERR_SERVER_REFUSED = 0x80660015u;
 
 struct EngineCode {
   uint32_t code;
@@ -63,6 +68,16 @@ constexpr EngineCode kEngineCodes[] = {
     {ENGINE_ERR_NO_MEMORY, "ENGINE_ERR_NO_MEMORY", "the engine ran out of memory"},
     {ENGINE_ERR_SIZE, "ENGINE_ERR_SIZE", "TTSGetParam was given a value size below 4 bytes"},
     {ENGINE_ERR_INTERNAL, "ENGINE_ERR_INTERNAL", "unexpected failure inside the engine"},
+    {ENGINE_ERR_BAD_MARKUP, "ENGINE_ERR_BAD_MARKUP",
+     "the text looks like SSML markup but is malformed, too deep or unsafe"},
+    {ENGINE_ERR_SERVER_UNREACHABLE, "ENGINE_ERR_SERVER_UNREACHABLE",
+     "no speech server named by conn_str1 or conn_str2 could be reached"},
+    {ENGINE_ERR_SERVER_FAILED, "ENGINE_ERR_SERVER_FAILED",
+     "the speech server failed or went away while speaking the request"},
+    {ENGINE_ERR_SERVER_BUSY, "ENGINE_ERR_SERVER_BUSY",
+     "the speech server's queue is full; try again later"},
+    {ENGINE_ERR_SERVER_REFUSED, "ENGINE_ERR_SERVER_REFUSED",
+     "the speech server refused the request (wire version, token or size)"},
 };
 
 // The entry for `code`, or null when the engine does not define it.
