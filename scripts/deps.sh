@@ -24,6 +24,10 @@ packages=(
   # flite voices, MP3 and AMR coding for the engine; flite and ffmpeg
   # (ffprobe) are the references and decoders of its tests
   flite1-dev flite libmp3lame-dev libopencore-amrnb-dev libvo-amrwbenc-dev ffmpeg
+  libexpat1-dev libicu-dev libsndfile1-dev        # SSML reading, spelling numbers, <audio> files
+  libcpp-httplib-dev libboost-dev nlohmann-json3-dev   # tavnd's HTTP server, the engine's HTTP client
+  nginx curl procps psmisc                        # the tavnd farm test, server checks
+  systemd                                         # systemd-analyze verify for tavnd's unit
   clang libclang-rt-14-dev                        # fuzz targets
   clang-format shellcheck                         # scripts/lint.sh
   pkg-config file binutils
@@ -31,7 +35,8 @@ packages=(
 )
 # The engine's libraries for the i386 build.
 i386_packages=(libespeak-ng-dev libsoxr-dev libspandsp-dev espeak-ng-data
-               flite1-dev libmp3lame-dev libopencore-amrnb-dev libvo-amrwbenc-dev)
+               flite1-dev libmp3lame-dev libopencore-amrnb-dev libvo-amrwbenc-dev
+               libexpat1-dev libicu-dev libsndfile1-dev)
 # Packages that the 32-bit toolchain (g++-multilib) already provides: never
 # unpacked, so that the C and C++ runtimes stay the toolchain's own.
 toolchain_packages=' gcc-12-base libc6 libc6-dev libc-dev-bin libcrypt1 libcrypt-dev libgcc-s1
