@@ -59,13 +59,13 @@ struct Segment {
   Kind kind = kSpeak;
   size_t begin = 0;  // markup bytes this segment comes from: [begin, end)
   size_t end = 0;
-  std::string text;      // kSpeak: plain UTF-8 words, or phonemes (below)
-  bool phonemes = false; // kSpeak: `text` is in libespeak-ng's phoneme notation
-  std::string voice;     // kSpeak: a <voice name> in force, "" = the connection's
-  std::string language;  // kSpeak: xml:lang in force (e.g. "fr-FR"), "" = none
-  ProsodyScale prosody;  // kSpeak, kAudio fallback
-  uint32_t break_ms = 0; // kBreak
-  std::string name;      // kMark: the mark's name; kAudio: src
+  std::string text;       // kSpeak: plain UTF-8 words, or phonemes (below)
+  bool phonemes = false;  // kSpeak: `text` is in libespeak-ng's phoneme notation
+  std::string voice;      // kSpeak: a <voice name> in force, "" = the connection's
+  std::string language;   // kSpeak: xml:lang in force (e.g. "fr-FR"), "" = none
+  ProsodyScale prosody;   // kSpeak, kAudio fallback
+  uint32_t break_ms = 0;  // kBreak
+  std::string name;       // kMark: the mark's name; kAudio: src
   // True for the segments that stand for an <audio> element's content: they
   // are spoken only when the kAudio segment just before them cannot be used.
   bool audio_fallback = false;
