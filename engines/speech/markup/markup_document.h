@@ -10,7 +10,9 @@
 // combined, break lengths computed.  Nothing here touches a back end or a
 // file.
 //
-// Pure functions of their arguments: safe from any thread.
+// Functions of their arguments only: safe from any thread.  (Numbers are
+// spelled with ICU formatters that a process-wide pool lends out, one
+// caller at a time.)
 #ifndef TAVN_ENGINES_SPEECH_MARKUP_MARKUP_DOCUMENT_H_
 #define TAVN_ENGINES_SPEECH_MARKUP_MARKUP_DOCUMENT_H_
 
@@ -32,8 +34,13 @@ constexpr size_t kMaxDepth = 256;
 // Longest single break, in milliseconds.
 constexpr uint32_t kMaxBreakMs = 10000;
 
+// Longest markup text read_markup takes, in bytes (the front end's limit).
+constexpr size_t kMaxMarkupBytes = 65536;
+
 // True when `text` is markup: its first characters other than white space
-// (after an optional UTF-8 byte-order mark) are "<speak" or "<?xml".
+// (after an optional UTF-8 byte-order mark) are "<speak" followed by white
+// space, '>' or '/', or "<?xml" followed by white space; "<speaker>" stays
+// plain text.
 bool looks_like_markup(std::string_view text);
 
 // How the prosody of the enclosing elements changes the connection's own.
@@ -61,6 +68,8 @@ struct Segment {
   size_t end = 0;
   std::string text;       // kSpeak: plain UTF-8 words, or phonemes (below)
   bool phonemes = false;  // kSpeak: `text` is in libespeak-ng's phoneme notation
+  std::string words;      // kSpeak with `phonemes`: the element's own words, for a
+                          // back end that takes no phonemes; else empty
   std::string voice;      // kSpeak: a <voice name> in force, "" = the connection's
   std::string language;   // kSpeak: xml:lang in force (e.g. "fr-FR"), "" = none
   ProsodyScale prosody;   // kSpeak, kAudio fallback
@@ -90,9 +99,11 @@ struct MarkupError {
 // Reads `text` (markup, see looks_like_markup) into `*out`.  `language` is
 // the connection voice's language ("en-us"), used for say-as spelling when
 // no xml:lang is in force.  Returns 0; ENGINE_ERR_BAD_MARKUP with `*error`
-// filled for malformed XML, a DTD with entity declarations, an external
-// entity, nesting deeper than kMaxDepth or invalid UTF-8; or
-// ENGINE_ERR_NO_MEMORY.  `*out` is then unspecified.
+// filled for malformed XML, a document type with an internal subset (where
+// entities would be declared), a reference to an undeclared entity, nesting
+// deeper than kMaxDepth, invalid UTF-8 or a text longer than
+// kMaxMarkupBytes; or ENGINE_ERR_NO_MEMORY.  `*out` is then unspecified.
+// Never throws.
 uint32_t read_markup(std::string_view text, std::string_view language, MarkupDocument* out,
                      MarkupError* error);
 
