@@ -26,7 +26,7 @@ bool valid_voice(const std::string& v) {
 
 bool same(const EngineSettings& a, const EngineSettings& b) {
   return a.voice == b.voice && a.rate == b.rate && a.pitch == b.pitch && a.volume == b.volume &&
-         a.format == b.format;
+         a.format == b.format && a.markup == b.markup && a.audio_root == b.audio_root;
 }
 
 }  // namespace
@@ -45,10 +45,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   check(s.pitch >= 0 && s.pitch <= kMaxPitch);
   check(s.volume >= 0 && s.volume <= kMaxVolume);
   check(s.format >= 1 && s.format <= kLastFormat);
+  check(s.audio_root.empty() || (s.audio_root_given && s.audio_root[0] == '/'));
+  const char* const kModes[] = {"auto", "ssml", "off"};
 
   const std::string again =
       "voice=" + s.voice + ",rate=" + std::to_string(s.rate) + ";pitch=" + std::to_string(s.pitch) +
-      " VOLUME=" + std::to_string(s.volume) + "\t5=" + std::to_string(s.format);
+      " VOLUME=" + std::to_string(s.volume) + "\t5=" + std::to_string(s.format) +
+      ",markup=" + kModes[static_cast<int>(s.markup)] + ",audio_root=" + s.audio_root;
   EngineSettings t;
   check(parse_engine_params(again, &t) == 0 && same(s, t));
   return 0;

@@ -41,16 +41,6 @@ bool read_ranged(std::string_view s, int lo, int hi, int* out) {
   return true;
 }
 
-bool valid_voice_name(std::string_view s) {
-  if (s.empty() || s.size() > kMaxVoiceName) return false;
-  for (char c : s) {
-    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '-' && c != '_' && c != '+' &&
-        c != ':')
-      return false;
-  }
-  return true;
-}
-
 uint32_t apply(std::string_view key, std::string_view value, EngineSettings* out) {
   if (equals_i(key, "voice")) {
     if (!valid_voice_name(value)) return ENGINE_ERR_UNKNOWN_VOICE;
@@ -67,11 +57,31 @@ uint32_t apply(std::string_view key, std::string_view value, EngineSettings* out
     if (is_converter_format(format)) return 0;  // the front end sets the format itself
     if (format > kLastFormat) return ENGINE_ERR_FORMAT_REFUSED;
     out->format = format == 0 ? kDefaultFormat : format;
+  } else if (equals_i(key, "markup")) {
+    if (equals_i(value, "auto")) out->markup = MarkupMode::kAuto;
+    else if (equals_i(value, "ssml")) out->markup = MarkupMode::kSsml;
+    else if (equals_i(value, "off")) out->markup = MarkupMode::kOff;
+    else return ENGINE_ERR_BAD_VALUE;
+  } else if (equals_i(key, "audio_root")) {
+    // Relative folders would depend on the process's working folder.
+    if (!value.empty() && value[0] != '/') return ENGINE_ERR_BAD_VALUE;
+    out->audio_root.assign(value.data(), value.size());
+    out->audio_root_given = true;
   }
   return 0;  // unknown keys are someone else's
 }
 
 }  // namespace
+
+bool valid_voice_name(std::string_view s) {
+  if (s.empty() || s.size() > kMaxVoiceName) return false;
+  for (char c : s) {
+    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '-' && c != '_' && c != '+' &&
+        c != ':')
+      return false;
+  }
+  return true;
+}
 
 uint32_t parse_engine_params(std::string_view params, EngineSettings* out) {
   size_t i = 0;

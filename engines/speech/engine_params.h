@@ -16,6 +16,15 @@
 //   5=N          audio data format: 0 (the default, format 4) or 1 to 30;
 //                101 to 104 keep the default (the front end then sets the
 //                format itself)
+//   markup=M     auto: a text is SSML markup when looks_like_markup says so;
+//                ssml: always markup; off: always plain text  (default auto)
+//   audio_root=D the one folder (an absolute path) that <audio src> files
+//                may come from; empty: none, every <audio> speaks its
+//                fallback content  (default: none, or see kAudioRootVariable)
+//
+// The whole string is at most 127 bytes, so a long audio folder is better
+// named by the environment variable kAudioRootVariable, which an audio_root
+// item overrides.
 //
 // Pure functions: safe from any thread.
 #ifndef TAVN_ENGINES_SPEECH_ENGINE_PARAMS_H_
@@ -34,12 +43,25 @@ constexpr int kMaxPitch = 100, kDefaultPitch = 50;
 constexpr int kMaxVolume = 200, kDefaultVolume = 100;
 constexpr size_t kMaxVoiceName = 40;
 
+// Environment variable naming the audio folder of connections whose
+// parameter string has no audio_root item (tts_api.cpp reads it at connect).
+constexpr const char* kAudioRootVariable = "TAVN_AUDIO_ROOT";
+
+enum class MarkupMode {
+  kAuto,  // markup when the text looks like it (markup::looks_like_markup)
+  kSsml,  // always markup
+  kOff,   // always plain text
+};
+
 struct EngineSettings {
   std::string voice = "en";
   int rate = kDefaultRate;
   int pitch = kDefaultPitch;
   int volume = kDefaultVolume;
   uint32_t format = kDefaultFormat;  // always a row from 1 to 30
+  MarkupMode markup = MarkupMode::kAuto;
+  bool audio_root_given = false;  // an audio_root item was read (even an empty one)
+  std::string audio_root;         // absolute folder, or "" for none
 };
 
 // Reads `params` into `*out`, which should hold the defaults on entry.
@@ -47,9 +69,15 @@ struct EngineSettings {
 // than kMaxVoiceName or has characters other than letters, digits, '-', '_',
 // '+' and ':'; ENGINE_ERR_BAD_VALUE for a rate, pitch or volume that is not a
 // decimal number in its range; ENGINE_ERR_FORMAT_REFUSED for a "5=" value
-// that is not a decimal number in 0..30 or 101..104.  The first bad item
+// that is not a decimal number in 0..30 or 101..104; ENGINE_ERR_BAD_VALUE
+// for a markup value other than auto, ssml and off (in any case) or an
+// audio_root that is neither empty nor an absolute path.  The first bad item
 // decides; `*out` may then be partly updated.
 uint32_t parse_engine_params(std::string_view params, EngineSettings* out);
+
+// True for a name voice= accepts: 1 to kMaxVoiceName letters, digits, '-',
+// '_', '+' and ':'.
+bool valid_voice_name(std::string_view name);
 
 }  // namespace tavn::speech
 

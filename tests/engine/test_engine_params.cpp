@@ -48,5 +48,32 @@ TEST(EngineParams, ReadsKeysAndRefusesBadValues) {
   }
 }
 
+TEST(EngineParams, ReadsTheMarkupModeAndAudioFolder) {
+  const struct {
+    const char* params;
+    uint32_t result;
+    MarkupMode markup;
+    bool root_given;
+    const char* root;
+  } cases[] = {
+      {"", 0, MarkupMode::kAuto, false, ""},
+      {"markup=SSML,audio_root=/srv/prompts", 0, MarkupMode::kSsml, true, "/srv/prompts"},
+      {"Markup=off;markup=Auto", 0, MarkupMode::kAuto, false, ""},
+      {"audio_root=", 0, MarkupMode::kAuto, true, ""},  // none, whatever the environment says
+      {"markup=xml", ENGINE_ERR_BAD_VALUE, MarkupMode::kAuto, false, ""},
+      {"markup=", ENGINE_ERR_BAD_VALUE, MarkupMode::kAuto, false, ""},
+      {"audio_root=prompts", ENGINE_ERR_BAD_VALUE, MarkupMode::kAuto, false, ""},  // relative
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.params);
+    EngineSettings s;
+    ASSERT_EQ(parse_engine_params(c.params, &s), c.result);
+    if (c.result != 0) continue;
+    EXPECT_EQ(s.markup, c.markup);
+    EXPECT_EQ(s.audio_root_given, c.root_given);
+    EXPECT_EQ(s.audio_root, c.root);
+  }
+}
+
 }  // namespace
 }  // namespace tavn::speech
