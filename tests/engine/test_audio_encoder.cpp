@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "engines/speech/audio/audio_encoder.h"
@@ -127,6 +129,92 @@ TEST(AudioEncoder, ResampledSentencesMatchTheResamplerInOneCall) {
       std::vector<int16_t> got(want_len);
       for (size_t i = 0; i < want_len; ++i) got[i] = static_cast<int16_t>(out[2 * i] | out[2 * i + 1] << 8);
       EXPECT_EQ(got, want);
+    }
+  }
+}
+
+// A marked-up text mixes rates in one stream: speech at each voice's rate,
+// exact silence for breaks, recordings streamed in parts.  Each call gives
+// what an encoder started at that call's rate gives, silence is exact and
+// decodes to zeros, and a recording streamed in odd parts comes out as
+// libsoxr resamples it in one call (equal rates: the very samples).
+TEST(AudioEncoder, MixedRatesSilenceAndStreamsFormOneStream) {
+  std::vector<int16_t> speech(20000);
+  for (size_t i = 0; i < speech.size(); ++i) speech[i] = static_cast<int16_t>(9000 * std::sin(1e-5 * double(i) * i));
+  soxr_io_spec_t io = soxr_io_spec(SOXR_INT16_I, SOXR_INT16_I);
+  io.flags = SOXR_NO_DITHER;
+  const soxr_quality_spec_t hq = soxr_quality_spec(SOXR_HQ, 0);
+  for (uint32_t format : {4u, 1u, 11u, 19u, 21u}) {
+    SCOPED_TRACE(format);
+    OutputFormat s;
+    ASSERT_TRUE(lookup_format(format, &s));
+    const bool adpcm = s.codec == Codec::kG726 || s.codec == Codec::kVox;
+    const auto bytes_of = [&](size_t samples) {
+      return (samples + s.sample_unit - 1) / s.sample_unit * s.sample_unit * s.bits / 8;
+    };
+    AudioEncoder mixed;
+    ASSERT_EQ(mixed.start(s, 22050, Resampling::kQuick), 0u);
+    std::vector<uint8_t> out, want;
+    for (const auto& [rate, resampling] : {std::pair{8000u, Resampling::kBest}, std::pair{22050u, Resampling::kQuick},
+                                           std::pair{16000u, Resampling::kBest}}) {
+      AudioEncoder alone;
+      ASSERT_EQ(alone.start(s, rate, resampling), 0u);
+      out.clear();
+      want.clear();
+      ASSERT_EQ(mixed.encode(speech.data(), 7777, rate, resampling, &out), 0u);
+      ASSERT_EQ(alone.encode(speech.data(), 7777, &want), 0u);
+      EXPECT_EQ(out.size(), want.size()) << rate;
+      if (!adpcm) {
+        EXPECT_EQ(out, want) << rate;  // (the ADPCM state runs on from the call before)
+      }
+    }
+    for (size_t n : {0u, 1u, 4096u, 4097u, 10u * s.sample_rate}) {
+      out.clear();
+      ASSERT_EQ(mixed.encode_silence(n, &out), 0u);
+      ASSERT_EQ(out.size(), bytes_of(n)) << n;
+      if (!adpcm) {
+        for (int16_t v : decode(s, out)) ASSERT_LE(std::abs(v), 8) << n;  // A-law has no zero: +-8
+      }
+    }
+    for (uint32_t rate : {s.sample_rate, 44100u}) {
+      SCOPED_TRACE(rate);
+      std::vector<int16_t> whole(speech.size() * s.sample_rate / rate + 64);
+      size_t whole_len = speech.size();
+      if (rate == s.sample_rate) {
+        std::copy(speech.begin(), speech.end(), whole.begin());
+      } else {
+        ASSERT_EQ(soxr_oneshot(rate, s.sample_rate, 1, speech.data(), speech.size(), nullptr, whole.data(),
+                               whole.size(), &whole_len, &io, &hq, nullptr),
+                  nullptr);
+      }
+      whole.resize(whole_len);
+      AudioEncoder one;
+      ASSERT_EQ(one.start(s, rate), 0u);
+      want.clear();
+      ASSERT_EQ(one.encode(whole.data(), whole.size(), s.sample_rate, Resampling::kBest, &want), 0u);
+
+      out.clear();
+      ASSERT_EQ(mixed.begin_stream(rate, Resampling::kBest), 0u);
+      AudioEncoder fresh;  // the same stream in a fresh encoder, for the ADPCM state
+      ASSERT_EQ(fresh.start(s, rate), 0u);
+      ASSERT_EQ(fresh.begin_stream(rate, Resampling::kBest), 0u);
+      size_t at = 0;
+      for (size_t part : {size_t{1001}, size_t{1}, size_t{4097}, size_t{3}, SIZE_MAX}) {  // the last: the rest
+        const size_t before = out.size();
+        ASSERT_EQ(fresh.stream(speech.data() + at, std::min(part, speech.size() - at), &out), 0u);
+        EXPECT_EQ((out.size() - before) * 8 % (s.bits * s.sample_unit), 0u) << "whole bytes";
+        at += std::min(part, speech.size() - at);
+      }
+      ASSERT_EQ(fresh.end_stream(&out), 0u);
+      ASSERT_EQ(out.size(), want.size());
+      size_t first = 0;
+      while (first < out.size() && out[first] == want[first]) ++first;
+      EXPECT_EQ(first, out.size());
+      std::vector<uint8_t> again;
+      ASSERT_EQ(mixed.begin_stream(rate, Resampling::kBest), 0u);
+      ASSERT_EQ(mixed.stream(speech.data(), speech.size(), &again), 0u);
+      ASSERT_EQ(mixed.end_stream(&again), 0u);
+      EXPECT_EQ(again.size(), want.size());
     }
   }
 }

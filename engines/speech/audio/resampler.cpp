@@ -3,6 +3,7 @@
 #include <soxr.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <new>
 
 #include "engines/speech/engine_codes.h"
@@ -78,15 +79,36 @@ uint32_t Resampler::feed(const int16_t* samples, size_t count, std::vector<int16
   return 0;
 }
 
-// One sentence through libsoxr, which the caller then clears.
-uint32_t Resampler::run(const int16_t* samples, size_t count, std::vector<int16_t>* out,
-                        size_t* out_count) {
-  // The sentence's length is libsoxr's rounding of count * out / in (the
-  // same double arithmetic).
+// Gives what libsoxr still holds (its flush) until `enough` samples are
+// out in all or it has nothing more.
+uint32_t Resampler::drain(size_t enough, std::vector<int16_t>* out, size_t* total) {
+  while (*total < enough) {
+    if (*total == out->size()) out->resize(out->size() * 2);
+    size_t more = 0;
+    if (soxr_process(soxr_, nullptr, 0, nullptr, out->data() + *total, out->size() - *total,
+                     &more) != nullptr)
+      return ENGINE_ERR_CODEC;
+    *total += more;
+    if (more == 0) break;
+  }
+  return 0;
+}
+
+// Output room for `count` input samples at the current ratio, and the float
+// block they pass through.  Returns libsoxr's rounding of count * out / in
+// (the same double arithmetic): the length of a sentence of `count` samples.
+size_t Resampler::make_room(size_t count, std::vector<int16_t>* out) {
   const double io_ratio = static_cast<double>(input_rate_) / output_rate_;
   const size_t expected = static_cast<size_t>(static_cast<double>(count) / io_ratio + .5);
   if (out->size() < expected + kSlack) out->resize(expected + kSlack);
   if (block_.size() < kBlock) block_.resize(kBlock);
+  return expected;
+}
+
+// One sentence through libsoxr, which the caller then clears.
+uint32_t Resampler::run(const int16_t* samples, size_t count, std::vector<int16_t>* out,
+                        size_t* out_count) {
+  const size_t expected = make_room(count, out);
   size_t total = 0;
   uint32_t r = feed(samples, count, out, &total);
   const bool quick = recipe_ == SOXR_QQ;
@@ -98,16 +120,7 @@ uint32_t Resampler::run(const int16_t* samples, size_t count, std::vector<int16_
     r = feed(kSilence, kQuickTail, out, &total);
   }
   // The other recipes' filters need the flush for their last samples.
-  while (r == 0 && !(quick && total >= expected)) {
-    if (total == out->size()) out->resize(out->size() * 2);
-    size_t more = 0;
-    if (soxr_process(soxr_, nullptr, 0, nullptr, out->data() + total, out->size() - total, &more) !=
-        nullptr) {
-      r = ENGINE_ERR_CODEC;
-    }
-    total += more;
-    if (more == 0) break;
-  }
+  if (r == 0) r = drain(quick ? expected : SIZE_MAX, out, &total);
   if (r != 0) return r;
   *out_count = quick && total > expected ? expected : total;
   return 0;
@@ -118,7 +131,7 @@ uint32_t Resampler::resample(const int16_t* samples, size_t count, std::vector<i
   if (!started_) return ENGINE_ERR_CODEC;
   uint32_t r = 0;
   try {
-    if (soxr_ == nullptr) {
+    if (copies()) {
       if (out->size() < count) out->resize(count);
       std::copy(samples, samples + count, out->begin());
       *out_count = count;
@@ -129,6 +142,24 @@ uint32_t Resampler::resample(const int16_t* samples, size_t count, std::vector<i
     r = ENGINE_ERR_NO_MEMORY;
   }
   if (soxr_ != nullptr) soxr_clear(soxr_);  // ready for the next sentence
+  return r;
+}
+
+uint32_t Resampler::resample_part(const int16_t* samples, size_t count, bool last,
+                                  std::vector<int16_t>* out, size_t* out_count) {
+  if (!started_) return ENGINE_ERR_CODEC;
+  if (copies()) return resample(samples, count, out, out_count);
+  uint32_t r = 0;
+  try {
+    make_room(count, out);
+    size_t total = 0;
+    r = feed(samples, count, out, &total);
+    if (r == 0 && last) r = drain(SIZE_MAX, out, &total);
+    if (r == 0) *out_count = total;
+  } catch (const std::bad_alloc&) {
+    r = ENGINE_ERR_NO_MEMORY;
+  }
+  if (last || r != 0) soxr_clear(soxr_);
   return r;
 }
 

@@ -50,8 +50,21 @@ class Resampler {
   uint32_t resample(const int16_t* samples, size_t count, std::vector<int16_t>* out,
                     size_t* out_count);
 
+  // Resamples a long recording given in parts: any number of calls with
+  // `last` false, then one with `last` true, which also gives what libsoxr
+  // still holds and readies the resampler for the next sentence.  The parts
+  // form one stream, so no edge falls between them.  `*out` and `*out_count`
+  // as resample() (each call writes the front of `*out` again).  Returns 0,
+  // ENGINE_ERR_CODEC or ENGINE_ERR_NO_MEMORY; after a failure the stream is
+  // dropped and the resampler is ready for the next sentence.
+  uint32_t resample_part(const int16_t* samples, size_t count, bool last, std::vector<int16_t>* out,
+                         size_t* out_count);
+
  private:
   uint32_t feed(const int16_t* samples, size_t count, std::vector<int16_t>* out, size_t* total);
+  uint32_t drain(size_t enough, std::vector<int16_t>* out, size_t* total);
+  bool copies() const { return soxr_ == nullptr; }
+  size_t make_room(size_t count, std::vector<int16_t>* out);
   uint32_t run(const int16_t* samples, size_t count, std::vector<int16_t>* out, size_t* out_count);
 
   static constexpr size_t kBlock = 4096;    // samples per libsoxr call
