@@ -30,6 +30,13 @@ struct Prosody {
   int rate = kDefaultRate;      // words per minute, kMinRate to kMaxRate
   int pitch = kDefaultPitch;    // 0 to kMaxPitch, 50 = the voice's own
   int volume = kDefaultVolume;  // 0 to kMaxVolume, 100 = unchanged
+  // Markup splits a sentence into several pieces where the voice or prosody
+  // changes.  A piece that does not start its sentence leaves out the pause
+  // a back end puts before an utterance, one that does not end it the pause
+  // after a sentence (a clause mark at its end keeps its own pause), so the
+  // pieces join as one sentence.
+  bool sentence_start = true;
+  bool sentence_end = true;
 };
 
 struct VoiceInfo {
@@ -75,6 +82,12 @@ class Backend {
   // How closely the engine resamples this back end's samples: the cost of
   // the filter against the cost of the synthesis.
   virtual Resampling resampling() const = 0;
+
+  // Sets `*text` to what Speak takes for `phonemes` (libespeak-ng's phoneme
+  // notation) and returns true, or returns false when this back end takes
+  // no phonemes (the caller then speaks the words instead).  Throws
+  // std::bad_alloc.
+  virtual bool PhonemeText(std::string_view phonemes, std::string* text) const = 0;
 
   // Speaks `text` (UTF-8, one piece, typically a sentence; zero bytes are
   // read as blanks) with `voice` and `prosody`, replacing `*out` with the

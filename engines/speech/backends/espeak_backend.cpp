@@ -3,6 +3,7 @@
 #include <espeak-ng/espeak_ng.h>
 #include <sys/stat.h>
 
+#include <cctype>
 #include <cstdlib>
 #include <mutex>
 #include <new>
@@ -54,6 +55,14 @@ int on_samples(short* samples, int count, espeak_EVENT*) {
     return 1;
   }
   return 0;
+}
+
+// Whether a piece ends with libespeak-ng's pause: at the end of a sentence,
+// and inside one after a clause mark (the pause a comma makes).
+bool pauses_after(const std::string& text, const Prosody& prosody) {
+  if (prosody.sentence_end) return true;
+  const size_t last = text.find_last_not_of(" \t\r\n");
+  return last != std::string::npos && std::ispunct(static_cast<unsigned char>(text[last]));
 }
 
 bool has_voice_data(const char* dir) {
@@ -159,6 +168,15 @@ uint32_t EspeakBackend::CheckVoice(std::string_view voice) {
   return load_voice(s, voice);
 }
 
+bool EspeakBackend::PhonemeText(std::string_view phonemes, std::string* text) const {
+  text->assign("[[");
+  for (char c : phonemes) {
+    if (c != '[' && c != ']') *text += c;
+  }
+  *text += "]]";
+  return true;
+}
+
 uint32_t EspeakBackend::Speak(std::string_view voice, std::string_view text, const Prosody& prosody,
                               std::vector<int16_t>* out) {
   std::string copy;  // zero-terminated for libespeak-ng
@@ -179,9 +197,9 @@ uint32_t EspeakBackend::Speak(std::string_view voice, std::string_view text, con
   // espeakENDPAUSE: each sentence ends with the pause that libespeak-ng puts
   // after a sentence inside a longer text, so the sentences played in a row
   // sound (and last) as the whole text would.
-  const espeak_ng_STATUS status =
-      espeak_ng_Synthesize(copy.c_str(), copy.size() + 1, 0, POS_CHARACTER, 0,
-                           espeakCHARS_UTF8 | espeakENDPAUSE, nullptr, nullptr);
+  const espeak_ng_STATUS status = espeak_ng_Synthesize(
+      copy.c_str(), copy.size() + 1, 0, POS_CHARACTER, 0,
+      espeakCHARS_UTF8 | (pauses_after(copy, prosody) ? espeakENDPAUSE : 0), nullptr, nullptr);
   s.sink = nullptr;
   if (sink.failure != 0) return sink.failure;
   if (status != ENS_OK) return ENGINE_ERR_SYNTH_FAILED;

@@ -50,8 +50,13 @@ class EspeakBackend final : public Backend {
   // resampling from 22050 Hz keeps the speech band.
   Resampling resampling() const override { return Resampling::kQuick; }
 
+  // Phonemes between "[[" and "]]", libespeak-ng's phoneme input (brackets
+  // inside are dropped, so they cannot end it early).
+  bool PhonemeText(std::string_view phonemes, std::string* text) const override;
+
   // Each piece ends with the pause that libespeak-ng puts after a sentence
-  // inside a longer text.  The voice is loaded only when it differs from
+  // inside a longer text, unless prosody.sentence_end is false and the
+  // piece does not end in a punctuation mark.  The voice is loaded only when it differs from
   // the last one spoken.  Results as Backend::Speak.
   uint32_t Speak(std::string_view voice, std::string_view text, const Prosody& prosody,
                  std::vector<int16_t>* out) override;

@@ -4,6 +4,7 @@
 #include <flite/flite.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <mutex>
 #include <new>
 #include <shared_mutex>
@@ -52,6 +53,11 @@ struct FliteApi {
   cst_wave* (*utt_wave)(cst_utterance*);
   void (*feat_set_float)(cst_features*, const char*, float);
   float (*get_param_float)(const cst_features*, const char*, float);
+  cst_relation* (*utt_relation)(const cst_utterance*, const char*);
+  cst_item* (*relation_head)(cst_relation*);
+  cst_item* (*relation_tail)(cst_relation*);
+  cst_item* (*item_prev)(const cst_item*);
+  float (*item_feat_float)(const cst_item*, const char*);
 };
 
 template <typename F>
@@ -71,7 +77,12 @@ bool load_api(FliteApi* api) {
          look_up(lib, "utt_init", &api->utt_init) && look_up(lib, "utt_synth", &api->utt_synth) &&
          look_up(lib, "utt_wave", &api->utt_wave) &&
          look_up(lib, "feat_set_float", &api->feat_set_float) &&
-         look_up(lib, "get_param_float", &api->get_param_float);
+         look_up(lib, "get_param_float", &api->get_param_float) &&
+         look_up(lib, "utt_relation", &api->utt_relation) &&
+         look_up(lib, "relation_head", &api->relation_head) &&
+         look_up(lib, "relation_tail", &api->relation_tail) &&
+         look_up(lib, "item_prev", &api->item_prev) &&
+         look_up(lib, "item_feat_float", &api->item_feat_float);
 }
 constexpr size_t kVoiceCount = sizeof kVoices / sizeof kVoices[0];
 
@@ -139,6 +150,41 @@ cst_voice* voice_at(State& s, size_t index, std::shared_lock<std::shared_mutex>*
   }
   shared->lock();
   return s.voices[index].voice;
+}
+
+// Quiet samples at the edges of an utterance that flite's pause segments
+// cover, and the margin kept of them so that no sound is clipped.
+constexpr int kQuietLevel = 300;  // about -40 dB of full scale
+constexpr uint32_t kJoinMarginMs = 20;
+
+// Samples to cut from the front (`*lead`) and the back (`*trail`) of an
+// utterance whose pieces join others within a sentence: the part of flite's
+// first and last pause that is also quiet, less the margin.  Both measures
+// must agree, as the diphone voices' segment times drift from their samples.
+void pauses_to_cut(const FliteApi& api, cst_utterance* u, const std::vector<int16_t>& samples,
+                   uint32_t rate, size_t* lead, size_t* trail) {
+  *lead = *trail = 0;
+  cst_relation* segments = api.utt_relation(u, "Segment");
+  cst_item* first = segments == nullptr ? nullptr : api.relation_head(segments);
+  cst_item* last = segments == nullptr ? nullptr : api.relation_tail(segments);
+  if (first == nullptr || last == nullptr || first == last) return;
+  const cst_item* before_last = api.item_prev(last);
+  const double first_pause = api.item_feat_float(first, "end");
+  const double last_pause = api.item_feat_float(last, "end") -
+                            (before_last == nullptr ? 0 : api.item_feat_float(before_last, "end"));
+  size_t quiet_lead = 0, quiet_trail = 0;
+  while (quiet_lead < samples.size() && std::abs(samples[quiet_lead]) < kQuietLevel) ++quiet_lead;
+  while (quiet_trail < samples.size() - quiet_lead &&
+         std::abs(samples[samples.size() - 1 - quiet_trail]) < kQuietLevel)
+    ++quiet_trail;
+  const size_t margin = kJoinMarginMs * rate / 1000;
+  auto cut = [&](double pause_seconds, size_t quiet) {
+    const size_t pause = pause_seconds > 0 ? static_cast<size_t>(pause_seconds * rate) : 0;
+    const size_t both = pause < quiet ? pause : quiet;
+    return both > margin ? both - margin : 0;
+  };
+  *lead = cut(first_pause, quiet_lead);
+  *trail = cut(last_pause, quiet_trail);
 }
 
 // pitch 0..100 around 50 as a factor on F0: half an octave down or up at the ends.
@@ -220,6 +266,14 @@ uint32_t FliteBackend::Speak(std::string_view voice_name, std::string_view text,
     } else if (n > 0) {
       try {
         out->assign(w->samples, w->samples + n);
+        if (!prosody.sentence_start || !prosody.sentence_end) {
+          size_t lead = 0, trail = 0;
+          pauses_to_cut(api, u, *out, entry->sample_rate, &lead, &trail);
+          if (prosody.sentence_end) trail = 0;
+          if (prosody.sentence_start) lead = 0;
+          out->erase(out->end() - static_cast<std::ptrdiff_t>(trail), out->end());
+          out->erase(out->begin(), out->begin() + static_cast<std::ptrdiff_t>(lead));
+        }
       } catch (const std::bad_alloc&) {
         result = ENGINE_ERR_NO_MEMORY;
       }

@@ -39,10 +39,15 @@ class FliteBackend final : public Backend {
   // Best: flite's synthesis costs ten times what the best filter does.
   Resampling resampling() const override { return Resampling::kBest; }
 
+  // flite takes no phonemes: false.
+  bool PhonemeText(std::string_view, std::string*) const override { return false; }
+
   // Rate becomes flite's duration stretch (175 words per minute = the
   // voice's own pace), pitch shifts the voice's mean F0 (50 = unchanged, 0
   // and 100 = down and up by half an octave) and volume scales the samples
-  // (100 = unchanged, clipped).  Results as Backend::Speak, never
+  // (100 = unchanged, clipped).  Each utterance starts and ends with
+  // flite's pause; a piece that does not start (end) its sentence loses the
+  // quiet part of it but 20 ms.  Results as Backend::Speak, never
   // ENGINE_ERR_NOT_INITIALIZED.
   uint32_t Speak(std::string_view voice, std::string_view text, const Prosody& prosody,
                  std::vector<int16_t>* out) override;
