@@ -219,6 +219,26 @@ TEST(AudioEncoder, MixedRatesSilenceAndStreamsFormOneStream) {
   }
 }
 
+// Silence goes through the MP3 and AMR coders too (which may work in their
+// input), as many frames as its length needs.
+TEST(AudioEncoder, SilenceFillsCompressedFrames) {
+  const struct {
+    uint32_t format, frame_samples, frame_bytes;
+  } cases[] = {{24, 160, 32}, {26, 320, 61}, {30, 576, 144}};
+  for (const auto& c : cases) {
+    OutputFormat s;
+    ASSERT_TRUE(lookup_format(c.format, &s));
+    AudioEncoder enc;
+    ASSERT_EQ(enc.start(s, kInputRate), 0u);
+    std::vector<uint8_t> out;
+    ASSERT_EQ(enc.encode_silence(10 * s.sample_rate, &out), 0u) << c.format;
+    ASSERT_EQ(enc.finish(&out), 0u) << c.format;
+    const double frames = 10.0 * s.sample_rate / c.frame_samples;
+    EXPECT_GE(out.size() / c.frame_bytes, frames) << c.format;
+    EXPECT_LE(out.size() / c.frame_bytes, frames + 4) << c.format;
+  }
+}
+
 // Rows 23 to 30: the coders keep what does not fill a frame from one
 // sentence to the next and give it out at finish(), so a stream of odd-sized
 // sentences is whole frames of the row's codec, as many as its length needs.

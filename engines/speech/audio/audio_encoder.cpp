@@ -67,15 +67,21 @@ uint32_t AudioEncoder::encode(const int16_t* samples, size_t count, uint32_t inp
 uint32_t AudioEncoder::encode_silence(size_t count, std::vector<uint8_t>* out) {
   if (!started_) return ENGINE_ERR_CODEC;
   // Coded a block at a time: a ten-second break needs no ten-second buffer.
+  // The block is zeroed for each call, as the AMR-NB coder works in its
+  // input buffer.
   static constexpr size_t kBlock = 4096;  // a multiple of every sample unit (1, 2, 8)
-  static const int16_t kZeros[kBlock] = {};
   const size_t old_size = out->size();
   try {
-    for (; count >= kBlock; count -= kBlock) {
-      if (uint32_t r = code(kZeros, kBlock, out)) return r;
-    }
+    if (resampled_.size() < kBlock) resampled_.resize(kBlock);
     const size_t unit = fmt_.sample_unit;
-    return count == 0 ? 0 : code(kZeros, (count + unit - 1) / unit * unit, out);
+    count = (count + unit - 1) / unit * unit;
+    while (count > 0) {
+      const size_t n = count < kBlock ? count : kBlock;
+      std::fill(resampled_.begin(), resampled_.begin() + static_cast<std::ptrdiff_t>(n), int16_t{0});
+      if (uint32_t r = code(resampled_.data(), n, out)) return r;
+      count -= n;
+    }
+    return 0;
   } catch (const std::bad_alloc&) {
     out->resize(old_size);
     return ENGINE_ERR_NO_MEMORY;
