@@ -1,18 +1,41 @@
 #include "engines/speech/connection.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "engines/speech/audio/wave_header.h"
 #include "engines/speech/engine_codes.h"
+#include "engines/speech/markup/markup_document.h"
+#include "engines/speech/markup/markup_fragment.h"
+#include "engines/speech/voice_choice.h"
 
 namespace tavn::speech {
+namespace {
+
+std::string audio_root(const EngineSettings& settings) {
+  if (settings.audio_root_given) return settings.audio_root;
+  const char* root = std::getenv(kAudioRootVariable);
+  return root == nullptr ? "" : root;
+}
+
+}  // namespace
 
 Connection::Connection(const EngineSettings& settings)
     : settings_(settings),
       prosody_{settings.rate, settings.pitch, settings.volume},
-      backend_(Backend::ForVoice(settings.voice)) {
+      backend_(Backend::ForVoice(settings.voice)),
+      folder_(audio_root(settings)) {
   if (!lookup_format(settings.format, &fmt_)) lookup_format(kDefaultFormat, &fmt_);
+}
+
+bool Connection::is_markup() const {
+  switch (settings_.markup) {
+    case MarkupMode::kSsml: return true;
+    case MarkupMode::kOff: return false;
+    default: return markup::looks_like_markup(text_);
+  }
 }
 
 uint32_t Connection::set_format(uint32_t format) {
@@ -50,8 +73,19 @@ uint32_t Connection::start(TTSSynthRecord* record) {
   } catch (const std::bad_alloc&) {
     return ENGINE_ERR_NO_MEMORY;
   }
-  have_pending_ = next_sentence(text_, 0, &pending_);
-  running_ = have_pending_;
+  markup_ = is_markup();
+  if (markup_) {
+    markup::MarkupDocument doc;
+    markup::MarkupError error;
+    if (uint32_t r =
+            markup::read_markup_or_fragment(text_, voice_language(settings_.voice), &doc, &error))
+      return r;
+    speaker_.start(std::move(doc), settings_.voice, prosody_, fmt_.sample_rate, &folder_);
+    running_ = !speaker_.done();
+  } else {
+    have_pending_ = next_sentence(text_, 0, &pending_);
+    running_ = have_pending_;
+  }
   if (!running_) {
     if (uint32_t r = encoder_.finish(&piece_)) return r;
   }
@@ -62,6 +96,7 @@ uint32_t Connection::start(TTSSynthRecord* record) {
 uint32_t Connection::next(TTSSynthRecord* record) {
   if (!running_) return ENGINE_ERR_NO_REQUEST;
   running_ = false;  // until this sentence succeeds
+  if (markup_) return next_markup(record);
   const Sentence sentence = pending_;
   const std::string_view text(text_);
   uint32_t r =
@@ -78,6 +113,22 @@ uint32_t Connection::next(TTSSynthRecord* record) {
   }
   running_ = have_pending_;
   fill(record, running_ ? 1 : 0, sentence, fmt_.header_length);
+  return 0;
+}
+
+uint32_t Connection::next_markup(TTSSynthRecord* record) {
+  piece_.resize(fmt_.header_length);
+  Sentence offsets;
+  uint32_t r = 0;
+  try {
+    r = speaker_.next(&encoder_, &piece_, &offsets.begin, &offsets.end);
+  } catch (const std::bad_alloc&) {
+    r = ENGINE_ERR_NO_MEMORY;
+  }
+  if (r == 0 && speaker_.done()) r = encoder_.finish(&piece_);
+  if (r != 0) return r;
+  running_ = !speaker_.done();
+  fill(record, running_ ? 1 : 0, offsets, fmt_.header_length);
   return 0;
 }
 

@@ -77,7 +77,8 @@ uint32_t AudioEncoder::encode_silence(size_t count, std::vector<uint8_t>* out) {
     count = (count + unit - 1) / unit * unit;
     while (count > 0) {
       const size_t n = count < kBlock ? count : kBlock;
-      std::fill(resampled_.begin(), resampled_.begin() + static_cast<std::ptrdiff_t>(n), int16_t{0});
+      std::fill(resampled_.begin(), resampled_.begin() + static_cast<std::ptrdiff_t>(n),
+                int16_t{0});
       if (uint32_t r = code(resampled_.data(), n, out)) return r;
       count -= n;
     }
