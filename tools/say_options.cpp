@@ -93,6 +93,7 @@ std::string build_params(const SayOptions& o) {
   add("pitch", o.pitch);
   add("volume", o.volume);
   if (o.has_format) add("5", std::to_string(o.format));
+  add("markup", o.markup);
   return p;
 }
 
@@ -138,6 +139,9 @@ std::string parse_say_options(int argc, const char* const* argv, SayOptions* out
       out->help = true;
     } else if (arg == "--voices") {
       out->list_voices = true;
+    } else if (arg == "--ssml" || arg == "--no-ssml") {
+      if (has_inline) return arg + " takes no value";
+      out->markup = arg == "--ssml" ? "ssml" : "off";
     } else if (arg == "--synch") {
       out->synch = true;
       if (has_inline) {

@@ -30,6 +30,7 @@ struct SayOptions {
   std::string synch_file;  // empty: print the synch text
   std::string media_url;
   std::string conn1, conn2, params;
+  std::string markup;        // "ssml" (--ssml), "off" (--no-ssml); empty: the engine decides
   std::string marks_format;  // "json", "srt", "vtt"; empty: no speech marks
   std::string marks_file;    // empty: print the marks
 };
@@ -52,7 +53,7 @@ uint32_t requested_format(const SayOptions& o);
 std::string without_format_items(const std::string& params);
 
 // The engine parameter string: --params, then the voice=, rate=, pitch=,
-// volume= and 5= items of the options that were given.
+// volume=, 5= and markup= items of the options that were given.
 std::string build_params(const SayOptions& o);
 
 // Bytes the synch text may need for a text of `text_bytes` bytes, so that

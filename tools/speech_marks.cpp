@@ -109,10 +109,10 @@ bool read_synch_sentences(const std::string& synch, const std::string& media_url
   size_t pos = head.size();
   if (synch.compare(pos, std::string::npos, "]\n}") == 0) return true;  // no sentence
   for (bool first = true;; first = false) {
-    if (!first) {
-      if (!starts_at(synch, pos, ",\n")) return false;
-      pos += 2;
-    }
+    // Every record but the first starts with ",\n"; so does the first when
+    // its sentence does not start the text (leading blanks, markup).
+    if (starts_at(synch, pos, ",\n")) pos += 2;
+    else if (!first) return false;
     if (!starts_at(synch, pos, kTimeOpen)) return false;
     pos += std::strlen(kTimeOpen);
     const size_t time_end = synch.find(kTimeClose, pos);
@@ -138,15 +138,32 @@ bool times_are_finite(const std::vector<SynchSentence>& sentences) {
   return true;
 }
 
+int64_t mark_time_ms(double seconds) {
+  // Kept within 0 to kMaxMarkSeconds, so that the milliseconds fit.
+  const double finite = std::isfinite(seconds) ? seconds : 0.0;
+  return static_cast<int64_t>(
+      std::round(std::min(std::max(finite, 0.0), kMaxMarkSeconds) * 1000.0));
+}
+
+void set_mark_ends(std::vector<SpeechMark>* marks, int64_t audio_end_ms) {
+  int64_t next = audio_end_ms;
+  for (size_t i = marks->size(); i-- > 0;) {
+    SpeechMark& m = (*marks)[i];
+    if (m.ssml) {
+      m.end_ms = m.time_ms;
+      continue;
+    }
+    m.end_ms = next > m.time_ms ? next : m.time_ms;
+    next = m.time_ms;
+  }
+}
+
 std::vector<SpeechMark> make_marks(const std::vector<SynchSentence>& sentences,
                                    const std::string& text, int64_t audio_end_ms) {
   std::vector<SpeechMark> marks;
   size_t cursor = 0;
   for (const SynchSentence& s : sentences) {
-    // Kept within 0 to kMaxMarkSeconds, so that the milliseconds fit.
-    const double seconds = std::isfinite(s.seconds) ? s.seconds : 0.0;
-    const double ms = std::round(std::min(std::max(seconds, 0.0), kMaxMarkSeconds) * 1000.0);
-    SpeechMark m{static_cast<int64_t>(ms), 0, cursor, cursor, s.text};
+    SpeechMark m{mark_time_ms(s.seconds), 0, cursor, cursor, s.text};
     const size_t at = s.text.empty() ? std::string::npos : text.find(s.text, cursor);
     if (at != std::string::npos) {
       m.start = at;
@@ -154,10 +171,7 @@ std::vector<SpeechMark> make_marks(const std::vector<SynchSentence>& sentences,
     }
     marks.push_back(m);
   }
-  for (size_t i = 0; i < marks.size(); ++i) {
-    const int64_t end = i + 1 < marks.size() ? marks[i + 1].time_ms : audio_end_ms;
-    marks[i].end_ms = end > marks[i].time_ms ? end : marks[i].time_ms;
-  }
+  set_mark_ends(&marks, audio_end_ms);
   return marks;
 }
 
@@ -173,16 +187,16 @@ bool parse_marks_format(const std::string& name, MarksFormat* out) {
 
 std::string format_marks(const std::vector<SpeechMark>& marks, MarksFormat format) {
   std::string out = format == MarksFormat::kVtt ? "WEBVTT\n\n" : "";
-  for (size_t i = 0; i < marks.size(); ++i) {
-    const SpeechMark& m = marks[i];
+  size_t cues = 0;
+  for (const SpeechMark& m : marks) {
     if (format == MarksFormat::kJson) {
-      out += "{\"time\":" + std::to_string(m.time_ms) +
-             ",\"type\":\"sentence\",\"start\":" + std::to_string(m.start) +
+      out += "{\"time\":" + std::to_string(m.time_ms) + ",\"type\":\"" +
+             (m.ssml ? "ssml" : "sentence") + "\",\"start\":" + std::to_string(m.start) +
              ",\"end\":" + std::to_string(m.end) + ",\"value\":" + json_string(m.value) + "}\n";
-    } else {
+    } else if (!m.ssml) {
       const bool vtt = format == MarksFormat::kVtt;
       const char decimal = vtt ? '.' : ',';
-      if (!vtt) out += std::to_string(i + 1) + "\n";
+      if (!vtt) out += std::to_string(++cues) + "\n";
       out += clock(m.time_ms, decimal) + " --> " + clock(m.end_ms, decimal) + "\n" +
              cue_text(valid_utf8(m.value), vtt) + "\n\n";
     }

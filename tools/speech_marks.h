@@ -31,10 +31,20 @@ struct SpeechMark {
   int64_t time_ms, end_ms;  // start, and the next start or the end of the audio
   size_t start, end;        // byte offsets of the sentence in the text as given
   std::string value;        // the sentence text
+  bool ssml = false;        // an SSML <mark/>: value is its name, end_ms its time
 };
 
 // Latest start time a mark takes; later ones are lowered to it.
 constexpr double kMaxMarkSeconds = 1e9;
+
+// A synch time in whole milliseconds: times that are not finite or below 0
+// count as 0, later ones than kMaxMarkSeconds as that.
+int64_t mark_time_ms(double seconds);
+
+// Sets each sentence mark's end_ms to the next sentence mark's time, the
+// last one's to `audio_end_ms` (< 0: unknown, then where it starts); an end
+// before its start is raised to the start.  SSML marks end where they start.
+void set_mark_ends(std::vector<SpeechMark>* marks, int64_t audio_end_ms);
 
 // One mark per sentence.  Each sentence is looked for in `text` from where
 // the previous one ended; one that is not found (cut input) gets an empty
@@ -50,8 +60,10 @@ enum class MarksFormat { kJson, kSrt, kVtt };
 bool parse_marks_format(const std::string& name, MarksFormat* out);
 
 // JSON: one {"time":..,"type":"sentence","start":..,"end":..,"value":".."}
-// object per line (invalid UTF-8 becomes U+FFFD).  SRT and VTT: one cue
-// per sentence, its line breaks and blank runs folded into single blanks.
+// object per line (invalid UTF-8 becomes U+FFFD), "type":"ssml" with the
+// mark's name as value for SSML marks.  SRT and VTT: one cue per sentence,
+// its line breaks and blank runs folded into single blanks; SSML marks are
+// left out.
 std::string format_marks(const std::vector<SpeechMark>& marks, MarksFormat format);
 
 // Milliseconds of audio in the file at `path`: for a RIFF/WAVE file the data

@@ -11,11 +11,17 @@
 #include <string>
 #include <vector>
 
+#include "engines/speech/engine_codes.h"
+#include "engines/speech/engine_params.h"
+#include "engines/speech/markup/markup_document.h"
+#include "engines/speech/markup/markup_fragment.h"
+#include "engines/speech/voice_choice.h"
 #include "engines/speech/voice_list.h"
 #include "log/large_file.h"
 #include "synth/audio_format.h"
 #include "synth/kavritts.h"
 #include "synth/tavn.h"
+#include "tools/markup_marks.h"
 #include "tools/result_names.h"
 #include "tools/say_options.h"
 #include "tools/speech_marks.h"
@@ -50,13 +56,18 @@ void print_help() {
       "                      it, or write it to FILE\n"
       "      --marks FORMAT[=FILE]\n"
       "                      speech marks, one per sentence, printed or written to FILE:\n"
-      "                      json (one object per line), srt or vtt (subtitle cues)\n"
+      "                      json (one object per line, also one per SSML <mark/>), srt\n"
+      "                      or vtt (subtitle cues)\n"
+      "      --ssml          the text is SSML markup (adds markup=ssml)\n"
+      "      --no-ssml       the text is plain text, tags and all (adds markup=off); with\n"
+      "                      neither, a text starting with <speak or <?xml is markup\n"
       "      --media-url URL the MediaUrl of the synch text (default empty)\n"
       "      --conn1 S       first connection string (31 characters at most)\n"
       "      --conn2 S       second connection string (47 characters at most)\n"
       "      --params S      engine parameter string, passed on first; --voice, --rate,\n"
-      "                      --pitch, --volume and --format add voice=, rate=, pitch=,\n"
-      "                      volume= and 5= items after it (127 characters in all)\n"
+      "                      --pitch, --volume, --format and --ssml add voice=, rate=,\n"
+      "                      pitch=, volume=, 5= and markup= items after it (127\n"
+      "                      characters in all)\n"
       "  -h, --help          this text\n"
       "Options take their value as '--opt VALUE' or '--opt=VALUE'; '--' ends them.\n"
       "\n"
@@ -103,6 +114,44 @@ int fail(const std::string& message) {
 }
 
 int report(uint32_t code) { return fail("failed: " + describe_result(code)); }
+
+// The connection settings the engine read from `params` (which it accepted).
+speech::EngineSettings engine_settings(const std::string& params) {
+  speech::EngineSettings settings;
+  speech::parse_engine_params(params, &settings);
+  return settings;
+}
+
+// Whether the engine read `text` as markup under `settings`.
+bool read_as_markup(const speech::EngineSettings& settings, const std::string& text) {
+  switch (settings.markup) {
+    case speech::MarkupMode::kSsml: return true;
+    case speech::MarkupMode::kOff: return false;
+    default: return speech::markup::looks_like_markup(text);
+  }
+}
+
+// The text as the engine read it, read again as markup into `*doc`.
+uint32_t read_markup_again(const SayOptions& o, const speech::EngineSettings& settings,
+                           speech::markup::MarkupDocument* doc,
+                           speech::markup::MarkupError* error) {
+  const std::string text = spoken_text(o).substr(0, kMaxTextBytes);
+  return speech::markup::read_markup_or_fragment(text, speech::voice_language(settings.voice), doc,
+                                                 error);
+}
+
+// A failed request; for markup the engine could not read, also where and why.
+int report(uint32_t code, const SayOptions& o, const std::string& params) {
+  std::string message = "failed: " + describe_result(code);
+  speech::markup::MarkupDocument doc;
+  speech::markup::MarkupError error;
+  if (code == speech::ENGINE_ERR_BAD_MARKUP &&
+      read_markup_again(o, engine_settings(params), &doc, &error) != 0) {
+    message += "\ntavn-say: line " + std::to_string(error.line) + ", column " +
+               std::to_string(error.column) + ": " + error.reason;
+  }
+  return fail(message);
+}
 
 // --voices: the engine's list, as a table.
 int print_voices() {
@@ -177,7 +226,8 @@ uint32_t speak_with_synch(const SayOptions& o, const std::string& out, const std
 // Speech marks of the finished request.  Where the library prints no
 // finite times (formats without a bit rate), the same text is spoken once
 // more as 16 kHz 16-bit PCM into a temporary file, and both the times and
-// the end of the audio come from that rendering.
+// the end of the audio come from that rendering.  A marked-up text is read
+// again, so that its records tell sentences from marks.
 int write_marks(const SayOptions& o, const std::string& audio, const std::string& synch) {
   std::vector<SynchSentence> sentences;
   if (!read_synch_sentences(synch, o.media_url, audio, &sentences))
@@ -192,16 +242,27 @@ int write_marks(const SayOptions& o, const std::string& audio, const std::string
     if (timing.empty()) return fail(system_error("cannot make a temporary file"));
     std::string pcm_synch;
     const uint32_t r = speak_with_synch(pcm, timing, build_params(pcm), &pcm_synch);
-    if (r != 0) return report(r);
+    if (r != 0) return report(r, pcm, build_params(pcm));
     sentences.clear();
     if (!read_synch_sentences(pcm_synch, o.media_url, timing, &sentences))
       return fail("the synch text is not in the expected form");
     end_ms = audio_length_ms(timing, 4);
   }
-  const std::string text = o.is_file ? spoken_text(o) : o.text;
+  const std::string text = spoken_text(o).substr(0, kMaxTextBytes);
   MarksFormat format = MarksFormat::kJson;
   parse_marks_format(o.marks_format, &format);
-  if (!write_text(o.marks_file, format_marks(make_marks(sentences, text, end_ms), format)))
+  const speech::EngineSettings settings = engine_settings(build_params(o));
+  std::vector<SpeechMark> marks;
+  if (read_as_markup(settings, text)) {
+    speech::markup::MarkupDocument doc;
+    speech::markup::MarkupError error;
+    if (read_markup_again(o, settings, &doc, &error) != 0 ||
+        !make_markup_marks(sentences, text, doc, end_ms, &marks))
+      return fail("the synch text does not match the markup");
+  } else {
+    marks = make_marks(sentences, text, end_ms);
+  }
+  if (!write_text(o.marks_file, format_marks(marks, format)))
     return fail(system_error("cannot write the speech marks " +
                              (o.marks_file.empty() ? "" : o.marks_file)));
   return 0;
@@ -255,11 +316,11 @@ int run(int argc, char** argv) {
   if (!o.synch && o.marks_format.empty()) {
     const uint32_t r = TalvernSynth(o.text.c_str(), o.is_file, out.c_str(), o.conn1.c_str(),
                                     o.conn2.c_str(), params.c_str());
-    if (r != 0) return report(r);
+    if (r != 0) return report(r, o, params);
   } else {
     std::string synch;
     const uint32_t r = speak_with_synch(o, out, params, &synch);
-    if (r != 0) return report(r);
+    if (r != 0) return report(r, o, params);
     if (o.synch && !write_text(o.synch_file, synch + (o.synch_file.empty() ? "\n" : "")))
       return fail(system_error("cannot write the synch text " + o.synch_file));
     if (!o.marks_format.empty()) {

@@ -50,6 +50,11 @@ TEST(SayCommand, ExitStatusAndMessage) {
       {"$SAY --params 5=99 Hello.", 1, "tavn-say: failed: 0x80660008 ENGINE_ERR_FORMAT_REFUSED: "},
       {"$SAY --synch=no/dir/s.txt Hello.", 1, "tavn-say: cannot write the synch text no/dir/s.txt: "},
       {"$SAY --marks json=no/dir/m.json Hello.", 1, "tavn-say: cannot write the speech marks no/dir/m.json: "},
+      {"$SAY --ssml=yes Hello.", 2, "tavn-say: --ssml takes no value\n"},
+      // Markup the engine cannot read: where and why, from the parser.
+      {"printf \"<speak>\\n Bad <b>nesting</speak>\" | $SAY -o a.wav", 1,
+       "tavn-say: failed: 0x80660011 ENGINE_ERR_BAD_MARKUP: the text looks like SSML markup but is malformed, "
+       "too deep or unsafe\ntavn-say: line 2, column 18: mismatched tag\n"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.script);
@@ -151,6 +156,46 @@ TEST(SayCommand, SpeechMarksFollowTheSynchText) {
     EXPECT_NEAR(std::stol((*it)[1]), times.at(m), 50) << mp3;
   EXPECT_EQ(m, 3u) << mp3;
   EXPECT_TRUE(sh.tmp_empty());
+}
+
+// Markup from an argument, a file and a pipe alike: marks among the sentence
+// lines in JSON, left out of subtitles; --no-ssml speaks the tags.
+TEST(SayCommand, SpeaksMarkupWithItsMarks) {
+  const Shell sh;
+  const std::string text = "<speak>Hello <mark name=\"x\"/> world &amp; all. <s>Bye.</s></speak>";
+  { std::ofstream(sh.dir + "/in.ssml") << text; }
+  std::string err;
+  ASSERT_EQ(sh.run("$SAY -o a.wav --marks json=a.json \"$(cat in.ssml)\" && $SAY -f in.ssml -o b.wav && "
+                   "$SAY -o c.wav --marks srt=c.srt <in.ssml && $SAY --no-ssml -o d.wav -f in.ssml && "
+                   "$SAY --ssml -o e.wav --marks json=e.json \"Hello <mark name=\\\"x\\\"/> again.\"",
+                   &err),
+            0)
+      << err;
+  EXPECT_EQ(sh.file("b.wav"), sh.file("a.wav"));
+  EXPECT_EQ(sh.file("c.wav"), sh.file("a.wav"));
+  EXPECT_GT(sh.file("d.wav").size(), 2 * sh.file("a.wav").size());  // "speak", "mark name" ... spoken
+  const std::regex line(
+      "\\{\"time\":([0-9]+),\"type\":\"(sentence|ssml)\",\"start\":([0-9]+),\"end\":([0-9]+),"
+      "\"value\":\"([^\"]*)\"\\}\n");
+  const std::string json = sh.file("a.json");
+  std::string got;
+  std::vector<long> times;
+  for (std::sregex_iterator it(json.begin(), json.end(), line), end; it != end; ++it) {
+    got += (*it)[2].str() + ":" + (*it)[5].str() + ":" + text.substr(std::stoul((*it)[3]), 3) + "|";
+    times.push_back(std::stol((*it)[1]));
+  }
+  EXPECT_EQ(got, "sentence:Hello world & all.:Hel|ssml:x:<ma|sentence:Bye.:Bye|") << json;
+  ASSERT_EQ(times.size(), 3u);
+  EXPECT_GT(times[1], 300);  // after "Hello"
+  EXPECT_GT(times[2], times[1] + 300);
+  const std::string srt = sh.file("c.srt");
+  EXPECT_EQ(srt.find("\n2\n"), srt.rfind("\n2\n")) << srt;
+  EXPECT_EQ(srt.find("\n3\n"), std::string::npos) << srt;
+  EXPECT_NE(srt.find("\nBye.\n"), std::string::npos) << srt;
+  EXPECT_NE(sh.file("e.json").find("\"type\":\"ssml\",\"start\":6,\"end\":22,\"value\":\"x\"}"), std::string::npos)
+      << sh.file("e.json");
+  ASSERT_EQ(sh.run("$SAY --help >help.txt"), 0);
+  EXPECT_NE(sh.file("help.txt").find("--ssml"), std::string::npos);
 }
 
 TEST(SayCommand, ReadmeExampleRuns) {

@@ -39,6 +39,8 @@ TEST(SayOptions, BuildsTheRequestOrRefuses) {
       {{"--voice", "flite:kal", "--format", "mp38k1c", "x"}, "x -> tavn-say.wav [voice=flite:kal,5=28]"},
       {{"--voices"}, " -> tavn-say.wav [] voices"},
       {{"--params", "foo=1", "--format=TTS_ADF_VOX8K1C", "x"}, "x -> tavn-say.wav [foo=1,5=22]"},
+      {{"--ssml", "--format", "3", "<b>x</b>"}, "<b>x</b> -> tavn-say.wav [5=3,markup=ssml]"},
+      {{"--ssml", "--no-ssml", "<speak>"}, "<speak> -> tavn-say.wav [markup=off]"},  // the last one counts
       {{"-f", "in.txt", "--synch"}, "in.txt file -> tavn-say.wav [] synch:"},
       {{"--synch=s.txt", "--", "-a", "--synch"}, "-a --synch -> tavn-say.wav [] synch:s.txt"},
       // Refused: what the library would cut or misread.

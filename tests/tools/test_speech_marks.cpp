@@ -33,6 +33,10 @@ TEST(SpeechMarks, ReadsTheSynchTextBack) {
   EXPECT_EQ(read_back(synch_text({{"0.000000", "One."}, {"1.250000", "Say \"hi\",\n}."}})),
             "0[One.]1250[Say \"hi\",\n}.]");
   EXPECT_EQ(read_back(synch_text({})), "");
+  // A first sentence that does not start the text gets the later records' comma.
+  std::string comma = synch_text({{"0.000000", "One."}, {"1.0", "Two."}});
+  comma.insert(comma.find("[") + 1, ",\n");
+  EXPECT_EQ(read_back(comma), "0[One.]1000[Two.]");
   EXPECT_EQ(read_back(synch_text({{"0.000000", ""}})), "0[]");
   const std::string whole = synch_text({{"0.000000", "One."}});
   EXPECT_EQ(read_back(whole.substr(0, whole.size() - 3)), "invalid");  // no tail: the engine failed
