@@ -25,11 +25,17 @@ using markup::MarkupDocument;
 using markup::MarkupSentence;
 using markup::Segment;
 
-Segment words(std::string text, size_t begin, size_t end) {
+// A segment of `kind` standing for markup bytes [begin, end).
+Segment item(Segment::Kind kind, size_t begin, size_t end) {
   Segment s;
-  s.text = std::move(text);
+  s.kind = kind;
   s.begin = begin;
   s.end = end;
+  return s;
+}
+Segment words(std::string text, size_t begin, size_t end) {
+  Segment s = item(Segment::kSpeak, begin, end);
+  s.text = std::move(text);
   return s;
 }
 Segment with_voice(Segment s, std::string voice) {
@@ -37,29 +43,18 @@ Segment with_voice(Segment s, std::string voice) {
   return s;
 }
 Segment pause(uint32_t ms, size_t begin, size_t end) {
-  Segment s;
-  s.kind = Segment::kBreak;
+  Segment s = item(Segment::kBreak, begin, end);
   s.break_ms = ms;
-  s.begin = begin;
-  s.end = end;
   return s;
 }
-Segment mark(std::string name, size_t begin, size_t end) {
-  Segment s;
-  s.kind = Segment::kMark;
+// A mark (kMark) or a recording (kAudio) named `name`.
+Segment named(Segment::Kind kind, std::string name, size_t begin, size_t end) {
+  Segment s = item(kind, begin, end);
   s.name = std::move(name);
-  s.begin = begin;
-  s.end = end;
   return s;
 }
-Segment audio(std::string src, size_t begin, size_t end) {
-  Segment s;
-  s.kind = Segment::kAudio;
-  s.name = std::move(src);
-  s.begin = begin;
-  s.end = end;
-  return s;
-}
+Segment mark(std::string name, size_t begin, size_t end) { return named(Segment::kMark, std::move(name), begin, end); }
+Segment audio(std::string src, size_t begin, size_t end) { return named(Segment::kAudio, std::move(src), begin, end); }
 Segment fallback(Segment s) {
   s.audio_fallback = true;
   return s;
