@@ -41,8 +41,9 @@ bool make_markup_marks(const std::vector<SynchSentence>& records, const std::str
   std::vector<SentenceRun> runs;
   size_t next = 0;
   for (const MarkupSentence& sentence : doc.sentences) {
-    speech::markup::sentence_runs(sentence, &runs);
+    speech::markup::sentence_runs(sentence, &sentence != &doc.sentences.front(), &runs);
     for (const SentenceRun& run : runs) {
+      if (run.carried) continue;  // the tail of the run before: no record of its own
       if (next == records.size() || run.end > text.size() ||
           records[next].text.compare(0, std::string::npos, text, run.begin, run.end - run.begin) !=
               0)

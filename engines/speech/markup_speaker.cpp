@@ -35,7 +35,7 @@ void MarkupSpeaker::start(markup::MarkupDocument doc, const std::string& voice,
 void MarkupSpeaker::enter_sentence() {
   for (; !done(); ++sentence_) {
     const markup::MarkupSentence& s = doc_.sentences[sentence_];
-    markup::sentence_runs(s, &runs_);
+    markup::sentence_runs(s, sentence_ > 0, &runs_);
     if (runs_.empty()) continue;
     run_ = 0;
     segment_ = runs_[0].first;
@@ -54,8 +54,12 @@ uint32_t MarkupSpeaker::next(AudioEncoder* encoder, std::vector<uint8_t>* piece,
   if (done()) return 0;
   const markup::SentenceRun& run = runs_[run_];
   const std::vector<Segment>& segments = doc_.sentences[sentence_].segments;
-  *begin = run.begin;
-  *end = run.end;
+  if (!run.carried) {
+    last_begin_ = run.begin;
+    last_end_ = run.end;
+  }
+  *begin = last_begin_;
+  *end = last_end_;
   piece_seconds_ = 0;
   while (segment_ < run.last && piece_seconds_ < kPieceSeconds) {
     bool finished = true;

@@ -80,6 +80,7 @@ class MarkupSpeaker {
   size_t run_ = 0;                             // the run being spoken
   size_t segment_ = 0;                         // the next segment to render
   size_t first_speech_ = 0, last_speech_ = 0;  // the sentence's first and last words
+  size_t last_begin_ = 0, last_end_ = 0;       // the offsets of the last piece
 
   double piece_seconds_ = 0;       // audio in the piece being rendered
   bool recording_open_ = false;    // sound_ is being streamed

@@ -117,28 +117,38 @@ double rms(const std::vector<int16_t>& v) {
 }
 
 TEST(SentenceRuns, MarksStartRunsAndTheSentenceKeepsOneRecord) {
-  // "runs" lists each run as begin-end:first-last, m for a mark's run.
-  const Segment w1 = words("one", 10, 13), w2 = words("two", 30, 33), m1 = mark("a", 14, 28), m2 = mark("b", 34, 48);
+  // "runs" lists each run as begin-end:first-last, m for a mark's run, c for
+  // breaks carried by the run before.
+  const Segment w1 = words("one", 10, 13), w2 = words("two", 30, 33), m1 = mark("a", 14, 28), m2 = mark("b", 34, 48),
+                p1 = pause(500, 10, 29);
   const struct {
     const char* what;
     MarkupSentence sentence;
+    bool follows;
     const char* runs;
   } cases[] = {
-      {"no mark", {10, 33, {w1, w2}}, "10-33:0-2"},
-      {"a mark inside", {10, 33, {w1, m1, w2}}, "10-33:0-1 m14-28:2-3"},
-      {"two marks, nothing between", {10, 50, {w1, m1, m2, w2}}, "10-50:0-1 m14-28:2-2 m34-48:3-4"},
-      {"a mark at the end", {10, 50, {w1, m2}}, "10-50:0-1 m34-48:2-2"},
-      {"a mark at the sentence's first byte", {14, 33, {m1, w2}}, "m14-28:1-1 28-33:1-2"},
-      {"marks alone", {14, 48, {mark("a", 14, 28), mark("b", 28, 48)}}, "m14-28:1-1 m28-48:2-2"},
-      {"a mark first, after the sentence's first byte", {10, 33, {m1, w2}}, "10-33:0-0 m14-28:1-2"},
+      {"no mark", {10, 33, {w1, w2}}, false, "10-33:0-2"},
+      {"a mark inside", {10, 33, {w1, m1, w2}}, true, "10-33:0-1 m14-28:2-3"},
+      {"two marks, nothing between", {10, 50, {w1, m1, m2, w2}}, true, "10-50:0-1 m14-28:2-2 m34-48:3-4"},
+      {"a mark at the end", {10, 50, {w1, m2}}, true, "10-50:0-1 m34-48:2-2"},
+      {"a mark at the sentence's first byte", {14, 33, {m1, w2}}, true, "m14-28:1-1 28-33:1-2"},
+      {"marks alone", {14, 48, {mark("a", 14, 28), mark("b", 28, 48)}}, true, "m14-28:1-1 m28-48:2-2"},
+      {"a mark first, after the sentence's first byte", {10, 33, {m1, w2}}, true, "10-33:0-0 m14-28:1-2"},
+      {"a pause opening the text", {10, 33, {p1, w2}}, false, "10-33:0-2"},
+      {"a pause after another sentence", {10, 33, {p1, w2}}, true, "c0-0:0-1 10-33:1-2"},
+      {"a pause, then a mark", {10, 50, {p1, m2, w2}}, true, "c0-0:0-1 10-50:1-1 m34-48:2-3"},
   };
   for (const auto& c : cases) {
     std::vector<markup::SentenceRun> runs;
-    markup::sentence_runs(c.sentence, &runs);
+    markup::sentence_runs(c.sentence, c.follows, &runs);
     std::string got;
     for (const markup::SentenceRun& r : runs) {
-      got += (got.empty() ? "" : " ") + std::string(r.mark != nullptr ? "m" : "") + std::to_string(r.begin) + "-" +
-             std::to_string(r.end) + ":" + std::to_string(r.first) + "-" + std::to_string(r.last);
+      got += (got.empty() ? "" : " ") +
+             std::string(r.carried           ? "c"
+                         : r.mark != nullptr ? "m"
+                                             : "") +
+             std::to_string(r.begin) + "-" + std::to_string(r.end) + ":" + std::to_string(r.first) + "-" +
+             std::to_string(r.last);
     }
     EXPECT_EQ(got, c.runs) << c.what;
   }

@@ -14,7 +14,10 @@
 // Where a sentence starts with marks at its own first byte, those marks'
 // runs come first and the sentence's own run begins after them (its record
 // would otherwise share their sentence_begin); a sentence of marks alone has
-// no run of its own.
+// no run of its own.  Breaks that open a sentence after another one (a
+// pause between two sentences) are the tail of the run before: their pieces
+// carry that run's offsets, so the next sentence's record starts where its
+// words do, not where the pause does.
 //
 // A pure function: safe from any thread.  tavn-say uses it to tell the
 // records of marks from those of sentences.
@@ -32,12 +35,15 @@ struct SentenceRun {
   size_t begin = 0, end = 0;      // the offsets every piece of the run carries
   size_t first = 0, last = 0;     // the segments it renders: [first, last)
   const Segment* mark = nullptr;  // the mark that starts it; null for the sentence's own run
+  bool carried = false;           // opening breaks: the pieces carry the offsets of the run before
+                                  // (begin and end are then 0); it gives no synch record
 };
 
-// The runs of `sentence` in the order they are spoken; their begins differ
-// from one run to the next, and from the runs of the sentences around it.
-// Replaces `*out`; throws std::bad_alloc.
-void sentence_runs(const MarkupSentence& sentence, std::vector<SentenceRun>* out);
+// The runs of `sentence` in the order they are spoken; `follows` is true for
+// every sentence but a text's first.  Their begins differ from one run to
+// the next, and from the runs of the sentences around it.  Replaces `*out`;
+// throws std::bad_alloc.
+void sentence_runs(const MarkupSentence& sentence, bool follows, std::vector<SentenceRun>* out);
 
 }  // namespace tavn::speech::markup
 
