@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <regex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "synth/tavn.h"
@@ -237,6 +238,33 @@ TEST_F(MarkupRequest, OnlyMarkupIsReadAsMarkup) {
   }
   for (const char* bad : {"<speak>Unclosed", " \n<?xml version=\"1.0\"?><speak/>"})  // a declaration not first
     EXPECT_EQ(speak(bad, file("bad.wav"), ""), 0x80660011u) << bad;                  // ENGINE_ERR_BAD_MARKUP
+}
+
+// Marked-up requests on several threads at once (also run under
+// ThreadSanitizer): each gets its own records and about its own length.
+TEST_F(MarkupRequest, SeveralTextsAtOnce) {
+  const std::string texts[] = {
+      "<speak>One <mark name=\"a\"/>two. <break time=\"300ms\"/><voice name=\"flite:kal\">Three.</voice></speak>",
+      "<speak><prosody rate=\"slow\">Slowly <mark name=\"b\"/>now.</prosody> <lang xml:lang=\"de\">Guten "
+      "Tag.</lang></speak>",
+      "<speak><say-as interpret-as=\"cardinal\">42</say-as> apples. <emphasis>Really</emphasis>.</speak>",
+      "<speak><voice name=\"flite:kal\">Kal <mark name=\"c\"/>first.</voice> Then espeak.</speak>",
+  };
+  constexpr size_t kTexts = sizeof texts / sizeof texts[0];
+  std::string synch[2][kTexts];
+  auto wav = [&](int at_once, size_t k) { return file(std::to_string(at_once) + "_" + std::to_string(k) + ".wav"); };
+  for (size_t k = 0; k < kTexts; ++k) ASSERT_EQ(speak(texts[k], wav(0, k), "5=3", &synch[0][k]), 0u);
+  std::vector<std::thread> threads;
+  for (size_t k = 0; k < kTexts; ++k)
+    threads.emplace_back([&, k] { EXPECT_EQ(speak(texts[k], wav(1, k), "5=3", &synch[1][k]), 0u); });
+  for (std::thread& t : threads) t.join();
+  for (size_t k = 0; k < kTexts; ++k) {
+    const std::vector<Record> alone = records(synch[0][k]), together = records(synch[1][k]);
+    ASSERT_EQ(together.size(), alone.size()) << texts[k];
+    for (size_t i = 0; i < alone.size(); ++i) EXPECT_EQ(together[i].text, alone[i].text) << texts[k];
+    const double a = seconds_of(wav(0, k), 3), b = seconds_of(wav(1, k), 3);
+    EXPECT_NEAR(b, a, 0.1 * a) << texts[k];
+  }
 }
 
 }  // namespace
