@@ -136,6 +136,9 @@ TEST(MarkupReader, GivesSentencesAndSegmentsWithTheirMarkup) {
       {"<speak>" + words(295) + "<sub alias=\"aa bb cc dd ee ff\">x</sub> tail</speak>",
        {{words(295).substr(0, 589) + "<-" + words(295).substr(0, 589)},
         {"aa bb cc dd ee ff tail<-<sub alias=\"aa bb cc dd ee ff\">x</sub> tail"}}},
+      // speak, p and s end sentences wherever they stand.
+      {"<speak>A <say-as interpret-as=\"cardinal\">12<s>x</s>3</say-as> B <desc><p>y</p></desc>C</speak>",
+       {{"A 12<-A <say-as interpret-as=\"cardinal\">12"}, {"x<-x"}, {"3 B<-3</say-as> B"}, {"C<-C"}}},
       {"<speak> \n </speak>", {}},
       {"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><speak>caf\xC3\xA9</speak>", {{"caf\xC3\xA9<-caf\xC3\xA9"}}},
       {"<!DOCTYPE speak PUBLIC \"-//W3C//DTD SYNTHESIS 1.0//EN\" \"synthesis.dtd\"><speak>Hi</speak>", {{"Hi<-Hi"}}},

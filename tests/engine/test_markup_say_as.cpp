@@ -104,6 +104,16 @@ TEST(MarkupSayAs, XmlLangChoosesTheLanguage) {
   ASSERT_EQ(doc.sentences.size(), 3u);
   EXPECT_EQ(doc.sentences[1].segments[0].text, "vingt-et-un");
   EXPECT_EQ(doc.sentences[2].segments[0].text, "einundzwanzig");
+
+  // Eight languages a text at most: say-as in a ninth is spoken as written.
+  std::string text = "<speak>";
+  for (const char* l : {"en", "de", "fr", "es", "it", "nl", "sv", "da", "pt"}) {
+    text += std::string("<s xml:lang=\"") + l + "\"><say-as interpret-as=\"cardinal\">2</say-as></s>";
+  }
+  ASSERT_EQ(read_markup(text + "</speak>", "en-us", &doc, &error), 0u);
+  ASSERT_EQ(doc.sentences.size(), 9u);
+  EXPECT_EQ(doc.sentences[7].segments[0].text, "to");  // Danish
+  EXPECT_EQ(doc.sentences[8].segments[0].text, "2");
 }
 
 }  // namespace
