@@ -42,7 +42,8 @@ std::string markup_text(bool say_as) {
       "Please call <say-as interpret-as=\"telephone\">+1 (555) 123-4567</say-as> before "
       "<say-as interpret-as=\"time\" format=\"hms12\">5:30 pm</say-as>.",
       "Your reference is <say-as interpret-as=\"characters\">QX7</say-as>, the "
-      "<say-as interpret-as=\"ordinal\">3rd</say-as> of <say-as interpret-as=\"cardinal\">12</say-as>.",
+      "<say-as interpret-as=\"ordinal\">3rd</say-as> of <say-as "
+      "interpret-as=\"cardinal\">12</say-as>.",
   };
   const char* const without[] = {
       "Your balance on March fourteenth, twenty twenty-four was twelve hundred fifty dollars.",
@@ -56,8 +57,9 @@ std::string markup_text(bool say_as) {
     text += (say_as ? with : without)[i % 3];
     text += "</prosody></s>\n<mark name=\"m";
     text += std::to_string(i);
-    text += "\"/>Several members asked whether the new library could open before winter. "
-            "<break time=\"300ms\"/>Nobody could say for certain.</p>\n";
+    text +=
+        "\"/>Several members asked whether the new library could open before winter. "
+        "<break time=\"300ms\"/>Nobody could say for certain.</p>\n";
   }
   return text + "</speak>\n";
 }
@@ -112,9 +114,10 @@ void time_formatters(int runs) {
     });
     { SpellerLease warm = borrow_speller(language); }
     const double borrow = median_of(runs, [&] { SpellerLease lease = borrow_speller(language); });
-    std::printf("%s: spell-out rules made %.0f us, cloned %.0f us; a whole speller made %.0f us, "
-                "borrowed from the pool %.2f us\n",
-                language, make * 1e6, clone * 1e6, speller * 1e6, borrow * 1e6);
+    std::printf(
+        "%s: spell-out rules made %.0f us, cloned %.0f us; a whole speller made %.0f us, "
+        "borrowed from the pool %.2f us\n",
+        language, make * 1e6, clone * 1e6, speller * 1e6, borrow * 1e6);
   }
 }
 

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <cmath>
+#include <cstdio>
 #include <string>
 #include <thread>
 #include <vector>
@@ -149,6 +151,41 @@ TEST(MarkupReader, GivesSentencesAndSegmentsWithTheirMarkup) {
   }
 }
 
+// Each speak segment's words with the scale in force, as
+// "words rate semitones dB[ silent]".
+std::vector<std::string> scales(const std::string& text) {
+  MarkupDocument doc;
+  MarkupError error;
+  EXPECT_EQ(read_markup(text, "en-us", &doc, &error), 0u) << error.reason;
+  std::vector<std::string> out;
+  for (const MarkupSentence& s : doc.sentences) {
+    for (const Segment& g : s.segments) {
+      char buf[64];
+      std::snprintf(buf, sizeof buf, " %.2f %+.1f %+.1f%s", g.prosody.rate, 12 * std::log2(g.prosody.pitch),
+                    g.prosody.volume_db, g.prosody.silent ? " silent" : "");
+      out.push_back((g.kind == Segment::kSpeak ? g.text : "(" + describe(g, text) + ")") + buf);
+    }
+  }
+  return out;
+}
+
+TEST(MarkupReader, CombinesTheProsodyOfNestedElements) {
+  const struct {
+    const char* text;
+    std::vector<std::string> segments;
+  } cases[] = {
+      {"<speak><prosody rate=\"50%\" volume=\"+6dB\">a <prosody rate=\"+20%\" pitch=\"-2st\">b "
+       "<emphasis>c</emphasis></prosody> d</prosody> e</speak>",
+       {"a 0.50 +0.0 +6.0", "b 0.60 -2.0 +6.0", "c 0.54 -0.5 +9.0", "d 0.50 +0.0 +6.0", "e 1.00 +0.0 +0.0"}},
+      {"<speak><prosody volume=\"silent\">a <prosody volume=\"loud\" rate=\"x-fast\">b</prosody>"
+       "<break time=\"1s\"/></prosody></speak>",
+       {"a 1.00 +0.0 +0.0 silent", "b 2.00 +0.0 +3.0", "(break 1000<-<break time=\"1s\"/>) 1.00 +0.0 +0.0 silent"}},
+      {"<speak><emphasis level=\"reduced\"><emphasis level=\"strong\">a</emphasis></emphasis></speak>",
+       {"a 0.88 +1.5 +3.0"}},
+  };
+  for (const auto& c : cases) EXPECT_EQ(scales(c.text), c.segments) << c.text;
+}
+
 TEST(MarkupReader, SplitsWordsInsideSpeakAsPlainText) {
   std::string plain = "First one. Second one!\n\nA heading\n\nE.g., 3.14 is pi. ";
   for (int i = 0; i < 150; ++i) plain += "word ";
@@ -162,6 +199,36 @@ TEST(MarkupReader, SplitsWordsInsideSpeakAsPlainText) {
   }
   EXPECT_GT(want.size(), 5u);
   EXPECT_EQ(read(text), want);
+}
+
+// Characters spelled one by one stand for their own bytes: a long run of
+// them is cut into sentences like any words, each sentence standing for its
+// part of the content.
+TEST(MarkupReader, SpellsLongCharacterRunsInSentencesOfTheirOwnBytes) {
+  std::string letters;
+  for (int i = 0; i < 400; ++i) letters += static_cast<char>('a' + i % 26);
+  const std::string text = "<speak><say-as interpret-as=\"characters\">" + letters + "\r\nz</say-as></speak>";
+  MarkupDocument doc;
+  MarkupError error;
+  ASSERT_EQ(read_markup(text, "en-us", &doc, &error), 0u);
+  ASSERT_GE(doc.sentences.size(), 2u);
+  std::string covered, said, want;
+  for (const MarkupSentence& s : doc.sentences) {
+    ASSERT_EQ(s.segments.size(), 1u);
+    EXPECT_LE(s.segments[0].text.size(), kMaxSentenceBytes);
+    covered += text.substr(s.begin, s.end - s.begin);
+    said += (said.empty() ? "" : " ") + s.segments[0].text;
+  }
+  EXPECT_EQ(covered, letters + "z");  // the line break falls between two sentences
+  for (char c : letters + "z") want += std::string(want.empty() ? "" : ", ") + static_cast<char>(c - 'a' + 'A');
+  EXPECT_EQ(said, want);
+}
+
+TEST(MarkupReader, RefusesNullArguments) {
+  MarkupDocument doc;
+  MarkupError error;
+  EXPECT_EQ(read_markup("<speak/>", "en", nullptr, &error), ENGINE_ERR_NULL_ARGUMENT);
+  EXPECT_EQ(read_markup("<speak/>", "en", &doc, nullptr), ENGINE_ERR_NULL_ARGUMENT);
 }
 
 // The result code and the error of reading `text`.

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "engines/speech/markup/markup_document.h"
+#include "engines/speech/markup/number_speller.h"
 
 namespace tavn::speech::markup {
 namespace {
@@ -54,6 +55,9 @@ TEST(MarkupSayAs, SaysEachValueInTheLanguageInForce) {
        "-\xC2\xA3"
        "3",
        "minus three British pounds"},
+      {"en-us", "currency", "", "$1.999", "two US dollars"},  // cents rounded up into a dollar
+      {"en-us", "currency", "", "\xC2\xA5" "100", "one hundred Japanese yen"},
+      {"en-us", "time", "hms12", "12:00 am", "twelve AM"},
       {"de", "characters", "", "ab1", "A, B, eins"},
       {"de", "cardinal", "", "1.234,5", "eintausendzweihundertvierunddrei\xC3\x9Fig Komma f\xC3\xBCnf"},
       {"de", "ordinal", "", "3.", "dritte"},
@@ -73,6 +77,7 @@ TEST(MarkupSayAs, SaysEachValueInTheLanguageInForce) {
       {"en-us", "cardinal", "", "12345678901234567", "12345678901234567"},
       {"en-us", "ordinal", "", "first", "first"},
       {"en-us", "date", "mdy", "2/30/2024", "2/30/2024"},
+      {"en-us", "date", "", "2023-02-29", "2023-02-29"},
       {"en-us", "date", "mdy", "12/25", "12/25"},
       {"en-us", "date", "dmy", "1.2.3.4", "1.2.3.4"},
       {"en-us", "time", "hms24", "25:00", "25:00"},
@@ -114,6 +119,21 @@ TEST(MarkupSayAs, XmlLangChoosesTheLanguage) {
   ASSERT_EQ(doc.sentences.size(), 9u);
   EXPECT_EQ(doc.sentences[7].segments[0].text, "to");  // Danish
   EXPECT_EQ(doc.sentences[8].segments[0].text, "2");
+}
+
+// Readers at once get spellers of their own; a returned one serves the
+// next reader of its language, however the language is written.
+TEST(MarkupSayAs, SpellersAreLentToOneReaderAtATime) {
+  NumberSpeller *a, *b;
+  {
+    const SpellerLease first = borrow_speller("fr-CA"), second = borrow_speller("fr_CA");
+    a = first.get();
+    b = second.get();
+    ASSERT_NE(a, b);
+    EXPECT_EQ(a->locale_name(), "fr_CA");
+  }
+  const SpellerLease third = borrow_speller("fr-ca"), fourth = borrow_speller("fr-CA");
+  EXPECT_TRUE((third.get() == a && fourth.get() == b) || (third.get() == b && fourth.get() == a));
 }
 
 }  // namespace
