@@ -56,7 +56,10 @@ TEST(MarkupSayAs, SaysEachValueInTheLanguageInForce) {
        "3",
        "minus three British pounds"},
       {"en-us", "currency", "", "$1.999", "two US dollars"},  // cents rounded up into a dollar
-      {"en-us", "currency", "", "\xC2\xA5" "100", "one hundred Japanese yen"},
+      {"en-us", "currency", "",
+       "\xC2\xA5"
+       "100",
+       "one hundred Japanese yen"},
       {"en-us", "time", "hms12", "12:00 am", "twelve AM"},
       {"de", "characters", "", "ab1", "A, B, eins"},
       {"de", "cardinal", "", "1.234,5", "eintausendzweihundertvierunddrei\xC3\x9Fig Komma f\xC3\xBCnf"},

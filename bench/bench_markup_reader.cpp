@@ -6,7 +6,7 @@
 // formatter per reader: making one, cloning one, borrowing one from the
 // pool of spellers.
 //
-//   bench_markup [RUNS] [VOICE]   (defaults: 200, en)
+//   bench_markup_reader [RUNS] [VOICE]   (defaults: 200, en)
 #include <time.h>
 
 #include <algorithm>
@@ -72,7 +72,7 @@ void time_reading(const std::string& text, int runs, double* first, double* medi
     MarkupError error;
     const double t0 = thread_cpu_seconds();
     if (read_markup(text, "en-us", &doc, &error) != 0) {
-      std::fprintf(stderr, "bench_markup: %s\n", error.reason.c_str());
+      std::fprintf(stderr, "bench_markup_reader: %s\n", error.reason.c_str());
       std::exit(1);
     }
     t.push_back(thread_cpu_seconds() - t0);
@@ -136,7 +136,7 @@ int main(int argc, char** argv) {
   // Speaking the same words: every speak segment of every sentence, one
   // Speak call per sentence as the engine makes them.
   if (Backend::InitializeAll() != 0) {
-    std::fprintf(stderr, "bench_markup: the speech back ends did not start\n");
+    std::fprintf(stderr, "bench_markup_reader: the speech back ends did not start\n");
     return 1;
   }
   Backend& backend = Backend::ForVoice(voice);
@@ -153,7 +153,7 @@ int main(int argc, char** argv) {
     if (words.empty()) continue;
     const double t0 = thread_cpu_seconds();
     if (backend.Speak(voice, words, Prosody(), &samples) != 0) {
-      std::fprintf(stderr, "bench_markup: speaking failed\n");
+      std::fprintf(stderr, "bench_markup_reader: speaking failed\n");
       return 1;
     }
     speak_cpu += thread_cpu_seconds() - t0;
