@@ -63,6 +63,8 @@ TEST(MarkupSayAs, SaysEachValueInTheLanguageInForce) {
       {"en-us", "time", "hms12", "12:00 am", "twelve AM"},
       {"de", "characters", "", "ab1", "A, B, eins"},
       {"de", "cardinal", "", "1.234,5", "eintausendzweihundertvierunddrei\xC3\x9Fig Komma f\xC3\xBCnf"},
+      {"de", "cardinal", "", "1.234", "eintausendzweihundertvierunddrei\xC3\x9Fig"},
+      {"de", "cardinal", "", "3.25", "drei Komma zwei f\xC3\xBCnf"},  // not German, but plain
       {"de", "ordinal", "", "3.", "dritte"},
       {"de", "digits", "", "2024", "zwei null zwei vier"},
       {"de", "telephone", "", "030 1234", "null drei null, eins zwei drei vier"},

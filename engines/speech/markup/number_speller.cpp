@@ -172,27 +172,30 @@ bool NumberSpeller::format(int64_t n, const icu::UnicodeString& rules, std::stri
 bool NumberSpeller::parse_number(std::string_view text, ParsedNumber* out) {
   text = trim_blanks(text);
   if (!can_spell_ || text.empty() || text.size() > 40) return false;
-  if (!parse_plain(text, out)) {
-    UErrorCode status = U_ZERO_ERROR;
-    if (!icu_->numbers) {
-      icu_->numbers.reset(icu::NumberFormat::createInstance(icu_->locale, status));
-      if (U_FAILURE(status) || !icu_->numbers) {
-        icu_->numbers.reset();
-        return false;
-      }
-    }
-    const icu::UnicodeString u = unicode(text);
-    icu::Formattable value;
-    icu::ParsePosition pos(0);
-    icu_->numbers->parse(u, value, pos);
-    if (pos.getIndex() != u.length() || pos.getErrorIndex() >= 0) return false;
-    out->value = value.getDouble(status);
-    if (U_FAILURE(status)) return false;
-  }
+  // The language's way first: "1.234" is a thousand and more in German.
+  if (!parse_as_written(text, &out->value) && !parse_plain(text, out)) return false;
   if (!std::isfinite(out->value) || std::fabs(out->value) >= kLargestNumber) return false;
   out->integral = out->value == std::floor(out->value);
   out->integer = out->integral ? static_cast<int64_t>(out->value) : 0;
   return true;
+}
+
+bool NumberSpeller::parse_as_written(std::string_view text, double* value) {
+  UErrorCode status = U_ZERO_ERROR;
+  if (!icu_->numbers) {
+    icu_->numbers.reset(icu::NumberFormat::createInstance(icu_->locale, status));
+    if (U_FAILURE(status) || !icu_->numbers) {
+      icu_->numbers.reset();
+      return false;
+    }
+  }
+  const icu::UnicodeString u = unicode(text);
+  icu::Formattable number;
+  icu::ParsePosition pos(0);
+  icu_->numbers->parse(u, number, pos);
+  if (pos.getIndex() != u.length() || pos.getErrorIndex() >= 0) return false;
+  *value = number.getDouble(status);
+  return U_SUCCESS(status);
 }
 
 bool NumberSpeller::month_name(int month, bool standalone, std::string* out) {

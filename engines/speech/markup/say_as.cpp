@@ -38,8 +38,8 @@ bool read_int(std::string_view s, size_t max, int64_t* out) {
   return true;
 }
 
-// Joins the parts' words: `inner` between parts of one group, `between`
-// where a new group starts (group[i] != group[i - 1]).
+// Joins the parts' words: `inner` between two parts of one group (equal
+// numbers in `group`), `between` before a part that starts another.
 void join(std::vector<SaidPart>* parts, const std::vector<int>& group, const char* inner,
           const char* between) {
   for (size_t i = 0; i + 1 < parts->size(); ++i) {
@@ -376,7 +376,7 @@ int half_of_day(std::string_view marker, NumberSpeller* speller) {
   return -1;
 }
 
-bool time(std::string_view format, std::string_view content, NumberSpeller* speller,
+bool time_of_day(std::string_view format, std::string_view content, NumberSpeller* speller,
           std::string* words) {
   content = trim_blanks(content);
   int64_t v[3] = {-1, -1, -1};
@@ -482,7 +482,7 @@ bool say_as(std::string_view interpret_as, std::string_view format, std::string_
   } else if (kind == "date") {
     ok = date(format, content, speller, &whole.words);
   } else if (kind == "time") {
-    ok = time(format, content, speller, &whole.words);
+    ok = time_of_day(format, content, speller, &whole.words);
   } else if (kind == "currency") {
     ok = currency(content, speller, &whole.words);
   }
