@@ -11,6 +11,7 @@
 
 #include "engines/speech/engine_codes.h"
 #include "engines/speech/markup/markup_document.h"
+#include "engines/speech/markup/xml_reader.h"
 #include "engines/speech/text/sentence_splitter.h"
 
 namespace tavn::speech::markup {
@@ -229,6 +230,23 @@ TEST(MarkupReader, RefusesNullArguments) {
   MarkupError error;
   EXPECT_EQ(read_markup("<speak/>", "en", nullptr, &error), ENGINE_ERR_NULL_ARGUMENT);
   EXPECT_EQ(read_markup("<speak/>", "en", &doc, nullptr), ENGINE_ERR_NULL_ARGUMENT);
+}
+
+// Lines end at "\n", "\r\n" and "\r"; columns count bytes from 1.
+TEST(MarkupReader, PlacesErrorsByLineAndByteColumn) {
+  const struct {
+    const char* text;
+    size_t offset, line, column;
+  } cases[] = {
+      {"abc", 0, 1, 1},        {"abc", 3, 1, 4},          {"a\nb", 2, 2, 1},    {"a\r\nb", 3, 2, 1},
+      {"a\r\nb", 2, 1, 3},    {"a\rb\r\rc", 5, 4, 1},   {"\xC3\xA9x", 2, 1, 3}, {"ab", 99, 1, 3},
+  };
+  for (const auto& c : cases) {
+    MarkupError e;
+    locate(c.text, c.offset, &e);
+    EXPECT_EQ(e.line, c.line) << c.offset << " in " << c.text;
+    EXPECT_EQ(e.column, c.column) << c.offset << " in " << c.text;
+  }
 }
 
 // The result code and the error of reading `text`.

@@ -377,7 +377,7 @@ int half_of_day(std::string_view marker, NumberSpeller* speller) {
 }
 
 bool time_of_day(std::string_view format, std::string_view content, NumberSpeller* speller,
-          std::string* words) {
+                 std::string* words) {
   content = trim_blanks(content);
   int64_t v[3] = {-1, -1, -1};
   size_t i = 0;
