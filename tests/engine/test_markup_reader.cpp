@@ -232,14 +232,42 @@ TEST(MarkupReader, RefusesNullArguments) {
   EXPECT_EQ(read_markup("<speak/>", "en", &doc, nullptr), ENGINE_ERR_NULL_ARGUMENT);
 }
 
+// Every piece of text comes with the bytes it was read from, also the last
+// piece of a text that ends inside an element.
+TEST(MarkupReader, XmlReaderGivesEachTextItsBytes) {
+  struct Texts : XmlHandler {
+    std::string source;
+    std::vector<std::string> seen;
+    void StartElement(std::string_view, const XmlAttributes&, size_t, size_t) override {}
+    void EndElement(size_t, size_t) override {}
+    void Text(std::string_view text, size_t begin, size_t end) override {
+      seen.push_back(std::string(text) + "<-" + source.substr(begin, end - begin));
+    }
+  };
+  const struct {
+    const char* text;
+    std::vector<std::string> seen;
+  } cases[] = {
+      {"<speak>a&amp;&#x42;\r\n<![CDATA[c]]></speak>", {"a<-a", "&<-&amp;", "B<-&#x42;", "\n<-\r\n", "c<-c"}},
+      {"<speak>x]]", {"x<-x", "]]<-]]"}},
+  };
+  for (const auto& c : cases) {
+    Texts t;
+    t.source = c.text;
+    MarkupError error;
+    read_xml(c.text, &t, &error);
+    EXPECT_EQ(t.seen, c.seen) << c.text;
+  }
+}
+
 // Lines end at "\n", "\r\n" and "\r"; columns count bytes from 1.
 TEST(MarkupReader, PlacesErrorsByLineAndByteColumn) {
   const struct {
     const char* text;
     size_t offset, line, column;
   } cases[] = {
-      {"abc", 0, 1, 1},        {"abc", 3, 1, 4},          {"a\nb", 2, 2, 1},    {"a\r\nb", 3, 2, 1},
-      {"a\r\nb", 2, 1, 3},    {"a\rb\r\rc", 5, 4, 1},   {"\xC3\xA9x", 2, 1, 3}, {"ab", 99, 1, 3},
+      {"abc", 0, 1, 1},    {"abc", 3, 1, 4},       {"a\nb", 2, 2, 1},      {"a\r\nb", 3, 2, 1},
+      {"a\r\nb", 2, 1, 3}, {"a\rb\r\rc", 5, 4, 1}, {"\xC3\xA9x", 2, 1, 3}, {"ab", 99, 1, 3},
   };
   for (const auto& c : cases) {
     MarkupError e;

@@ -100,7 +100,11 @@ TEST(MarkupSayAs, SaysEachValueInTheLanguageInForce) {
       {"en-us", "currency", "", "12.50", "12.50"},
       {"en-us", "currency", "", "$ 5 USD", "$ 5 USD"},
       {"en-us", "currency", "", "XYZ 5", "XYZ 5"},
-      {"en-us", "telephone", "", "555\xE2\x80\x93" "1234", "555\xE2\x80\x93" "1234"},  // an en dash
+      {"en-us", "telephone", "",
+       "555\xE2\x80\x93"
+       "1234",
+       "555\xE2\x80\x93"
+       "1234"},  // an en dash
       {"en-us", "ordinal", "", "21stuvwxyz", "21stuvwxyz"},
       {"en-us", "fraction", "", "3/0", "3/0"},
       {"de", "fraction", "", "3/4", "3/4"},  // no words for the parts
