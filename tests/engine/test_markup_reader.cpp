@@ -3,12 +3,15 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <cmath>
+#include <cstdio>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "engines/speech/engine_codes.h"
 #include "engines/speech/markup/markup_document.h"
+#include "engines/speech/markup/xml_reader.h"
 #include "engines/speech/text/sentence_splitter.h"
 
 namespace tavn::speech::markup {
@@ -136,6 +139,9 @@ TEST(MarkupReader, GivesSentencesAndSegmentsWithTheirMarkup) {
       {"<speak>" + words(295) + "<sub alias=\"aa bb cc dd ee ff\">x</sub> tail</speak>",
        {{words(295).substr(0, 589) + "<-" + words(295).substr(0, 589)},
         {"aa bb cc dd ee ff tail<-<sub alias=\"aa bb cc dd ee ff\">x</sub> tail"}}},
+      // speak, p and s end sentences wherever they stand.
+      {"<speak>A <say-as interpret-as=\"cardinal\">12<s>x</s>3</say-as> B <desc><p>y</p></desc>C</speak>",
+       {{"A 12<-A <say-as interpret-as=\"cardinal\">12"}, {"x<-x"}, {"3 B<-3</say-as> B"}, {"C<-C"}}},
       {"<speak> \n </speak>", {}},
       {"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><speak>caf\xC3\xA9</speak>", {{"caf\xC3\xA9<-caf\xC3\xA9"}}},
       {"<!DOCTYPE speak PUBLIC \"-//W3C//DTD SYNTHESIS 1.0//EN\" \"synthesis.dtd\"><speak>Hi</speak>", {{"Hi<-Hi"}}},
@@ -144,6 +150,41 @@ TEST(MarkupReader, GivesSentencesAndSegmentsWithTheirMarkup) {
     SCOPED_TRACE(c.text);
     EXPECT_EQ(read(c.text), c.doc);
   }
+}
+
+// Each speak segment's words with the scale in force, as
+// "words rate semitones dB[ silent]".
+std::vector<std::string> scales(const std::string& text) {
+  MarkupDocument doc;
+  MarkupError error;
+  EXPECT_EQ(read_markup(text, "en-us", &doc, &error), 0u) << error.reason;
+  std::vector<std::string> out;
+  for (const MarkupSentence& s : doc.sentences) {
+    for (const Segment& g : s.segments) {
+      char buf[64];
+      std::snprintf(buf, sizeof buf, " %.2f %+.1f %+.1f%s", g.prosody.rate, 12 * std::log2(g.prosody.pitch),
+                    g.prosody.volume_db, g.prosody.silent ? " silent" : "");
+      out.push_back((g.kind == Segment::kSpeak ? g.text : "(" + describe(g, text) + ")") + buf);
+    }
+  }
+  return out;
+}
+
+TEST(MarkupReader, CombinesTheProsodyOfNestedElements) {
+  const struct {
+    const char* text;
+    std::vector<std::string> segments;
+  } cases[] = {
+      {"<speak><prosody rate=\"50%\" volume=\"+6dB\">a <prosody rate=\"+20%\" pitch=\"-2st\">b "
+       "<emphasis>c</emphasis></prosody> d</prosody> e</speak>",
+       {"a 0.50 +0.0 +6.0", "b 0.60 -2.0 +6.0", "c 0.54 -0.5 +9.0", "d 0.50 +0.0 +6.0", "e 1.00 +0.0 +0.0"}},
+      {"<speak><prosody volume=\"silent\">a <prosody volume=\"loud\" rate=\"x-fast\">b</prosody>"
+       "<break time=\"1s\"/></prosody></speak>",
+       {"a 1.00 +0.0 +0.0 silent", "b 2.00 +0.0 +3.0", "(break 1000<-<break time=\"1s\"/>) 1.00 +0.0 +0.0 silent"}},
+      {"<speak><emphasis level=\"reduced\"><emphasis level=\"strong\">a</emphasis></emphasis></speak>",
+       {"a 0.88 +1.5 +3.0"}},
+  };
+  for (const auto& c : cases) EXPECT_EQ(scales(c.text), c.segments) << c.text;
 }
 
 TEST(MarkupReader, SplitsWordsInsideSpeakAsPlainText) {
@@ -159,6 +200,81 @@ TEST(MarkupReader, SplitsWordsInsideSpeakAsPlainText) {
   }
   EXPECT_GT(want.size(), 5u);
   EXPECT_EQ(read(text), want);
+}
+
+// Characters spelled one by one stand for their own bytes: a long run of
+// them is cut into sentences like any words, each sentence standing for its
+// part of the content.
+TEST(MarkupReader, SpellsLongCharacterRunsInSentencesOfTheirOwnBytes) {
+  std::string letters;
+  for (int i = 0; i < 400; ++i) letters += static_cast<char>('a' + i % 26);
+  const std::string text = "<speak><say-as interpret-as=\"characters\">" + letters + "\r\nz</say-as></speak>";
+  MarkupDocument doc;
+  MarkupError error;
+  ASSERT_EQ(read_markup(text, "en-us", &doc, &error), 0u);
+  ASSERT_GE(doc.sentences.size(), 2u);
+  std::string covered, said, want;
+  for (const MarkupSentence& s : doc.sentences) {
+    ASSERT_EQ(s.segments.size(), 1u);
+    EXPECT_LE(s.segments[0].text.size(), kMaxSentenceBytes);
+    covered += text.substr(s.begin, s.end - s.begin);
+    said += (said.empty() ? "" : " ") + s.segments[0].text;
+  }
+  EXPECT_EQ(covered, letters + "z");  // the line break falls between two sentences
+  for (char c : letters + "z") want += std::string(want.empty() ? "" : ", ") + static_cast<char>(c - 'a' + 'A');
+  EXPECT_EQ(said, want);
+}
+
+TEST(MarkupReader, RefusesNullArguments) {
+  MarkupDocument doc;
+  MarkupError error;
+  EXPECT_EQ(read_markup("<speak/>", "en", nullptr, &error), ENGINE_ERR_NULL_ARGUMENT);
+  EXPECT_EQ(read_markup("<speak/>", "en", &doc, nullptr), ENGINE_ERR_NULL_ARGUMENT);
+}
+
+// Every piece of text comes with the bytes it was read from, also the last
+// piece of a text that ends inside an element.
+TEST(MarkupReader, XmlReaderGivesEachTextItsBytes) {
+  struct Texts : XmlHandler {
+    std::string source;
+    std::vector<std::string> seen;
+    void StartElement(std::string_view, const XmlAttributes&, size_t, size_t) override {}
+    void EndElement(size_t, size_t) override {}
+    void Text(std::string_view text, size_t begin, size_t end) override {
+      seen.push_back(std::string(text) + "<-" + source.substr(begin, end - begin));
+    }
+  };
+  const struct {
+    const char* text;
+    std::vector<std::string> seen;
+  } cases[] = {
+      {"<speak>a&amp;&#x42;\r\n<![CDATA[c]]></speak>", {"a<-a", "&<-&amp;", "B<-&#x42;", "\n<-\r\n", "c<-c"}},
+      {"<speak>x]]", {"x<-x", "]]<-]]"}},
+  };
+  for (const auto& c : cases) {
+    Texts t;
+    t.source = c.text;
+    MarkupError error;
+    read_xml(c.text, &t, &error);
+    EXPECT_EQ(t.seen, c.seen) << c.text;
+  }
+}
+
+// Lines end at "\n", "\r\n" and "\r"; columns count bytes from 1.
+TEST(MarkupReader, PlacesErrorsByLineAndByteColumn) {
+  const struct {
+    const char* text;
+    size_t offset, line, column;
+  } cases[] = {
+      {"abc", 0, 1, 1},    {"abc", 3, 1, 4},       {"a\nb", 2, 2, 1},      {"a\r\nb", 3, 2, 1},
+      {"a\r\nb", 2, 1, 3}, {"a\rb\r\rc", 5, 4, 1}, {"\xC3\xA9x", 2, 1, 3}, {"ab", 99, 1, 3},
+  };
+  for (const auto& c : cases) {
+    MarkupError e;
+    locate(c.text, c.offset, &e);
+    EXPECT_EQ(e.line, c.line) << c.offset << " in " << c.text;
+    EXPECT_EQ(e.column, c.column) << c.offset << " in " << c.text;
+  }
 }
 
 // The result code and the error of reading `text`.

@@ -82,6 +82,9 @@ TEST(MarkupValues, ProsodyMapsOntoTheConnectionsSettings) {
       {{0.1, std::exp2(12.0 / 12), 12, false}, base, 80, 100, 200},     // all clamped
       {{1.0, 1.0, 0, true}, base, 175, 50, 0},
       {{1.5, std::exp2(-1.0 / 12), -20, false}, {100, 10, 200}, 150, 2, 20},
+      // Scales gone wild through deep nesting still give settings in range.
+      {{HUGE_VAL, 0.0, NAN, false}, base, 450, 0, 0},
+      {{0.0, HUGE_VAL, -HUGE_VAL, false}, base, 80, 100, 0},
   };
   for (const auto& c : cases) {
     const Prosody p = apply_prosody(c.base, c.scale);

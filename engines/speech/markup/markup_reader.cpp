@@ -22,6 +22,9 @@ namespace tavn::speech::markup {
 namespace {
 
 constexpr size_t kMaxLanguageName = 35;
+// Most languages one reading spells say-as in; say-as in further ones is
+// spoken as written.
+constexpr size_t kMaxLanguages = 8;
 
 bool is_alnum(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
@@ -93,7 +96,17 @@ class Reader : public XmlHandler {
     f.style = style();
     f.begin = begin;
     f.tag_end = end;
+    const bool block =
+        name == "speak" || name == "p" || name == "s" || name == "paragraph" || name == "sentence";
+    // No sentence crosses speak, p or s, wherever they stand: inside say-as,
+    // sub or phoneme, one ends that element's reading (what it held so far
+    // is spoken as written).
+    if (block && capture_ != kNone) Abandon();
     if (capture_ != kNone || skip_ != kNone) {  // only words count in there
+      if (block) {
+        builder_.EndBlock();
+        f.kind = Frame::kBlock;
+      }
       frames_.push_back(std::move(f));
       return;
     }
@@ -104,8 +117,7 @@ class Reader : public XmlHandler {
       const char* v = attributes.Find(n);
       return v != nullptr ? std::string_view(v) : std::string_view();
     };
-    if (name == "speak" || name == "p" || name == "s" || name == "paragraph" ||
-        name == "sentence") {
+    if (block) {
       builder_.EndBlock();
       f.kind = Frame::kBlock;
     } else if (name == "voice") {
@@ -195,11 +207,16 @@ class Reader : public XmlHandler {
     return s;
   }
 
-  // The speller of the language in force, borrowed once per reading.
+  // The speller of the language in force, borrowed once per reading;
+  // nullptr past kMaxLanguages languages, so that a text cannot make the
+  // reader build formatters without end.
   NumberSpeller* speller(const Style& s) {
     const std::string& lang = s.language.empty() ? language_ : s.language;
     auto it = spellers_.find(lang);
-    if (it == spellers_.end()) it = spellers_.emplace(lang, borrow_speller(lang)).first;
+    if (it == spellers_.end()) {
+      if (spellers_.size() >= kMaxLanguages) return nullptr;
+      it = spellers_.emplace(lang, borrow_speller(lang)).first;
+    }
     return it->second.get();
   }
 
@@ -208,7 +225,8 @@ class Reader : public XmlHandler {
   void Finish(const Frame& f, size_t end) {
     if (f.kind == Frame::kSayAs) {
       std::vector<SaidPart> parts;
-      if (say_as(f.first, f.second, captured_.text, speller(f.style), &parts)) {
+      NumberSpeller* words = speller(f.style);
+      if (words != nullptr && say_as(f.first, f.second, captured_.text, words, &parts)) {
         for (const SaidPart& p : parts) {
           builder_.AddWords(p.words, p.whole ? f.begin : captured_.Begin(p.from),
                             p.whole ? end : captured_.End(p.to), f.style);
@@ -227,13 +245,27 @@ class Reader : public XmlHandler {
         return;
       }
     }
+    SpeakAsWritten(f.style);
+  }
+
+  // The text gathered so far, spoken as written.
+  void SpeakAsWritten(const Style& style) {
     for (size_t k = 0; k < captured_.spans.size(); ++k) {
       const Captured::Span& s = captured_.spans[k];
       const size_t next =
           k + 1 < captured_.spans.size() ? captured_.spans[k + 1].at : captured_.text.size();
       builder_.AddText(std::string_view(captured_.text).substr(s.at, next - s.at), s.begin, s.end,
-                       f.style);
+                       style);
     }
+    captured_ = Captured();
+  }
+
+  // Stops reading the say-as, sub or phoneme in progress as a whole.
+  void Abandon() {
+    Frame& f = frames_[capture_];
+    SpeakAsWritten(f.style);
+    f.kind = Frame::kOther;
+    capture_ = kNone;
   }
 
   std::string language_;

@@ -16,6 +16,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "engines/speech/markup/blanks.h"
+
 namespace tavn::speech::markup {
 
 // Largest magnitude read as a number: beyond it a double no longer holds
@@ -52,12 +54,6 @@ icu::UnicodeString unicode(std::string_view s) {
 
 bool starts_with(const icu::UnicodeString& s, const char* prefix) {
   return s.startsWith(icu::UnicodeString(prefix, -1, US_INV));
-}
-
-std::string_view trim(std::string_view s) {
-  while (!s.empty() && s.front() == ' ') s.remove_prefix(1);
-  while (!s.empty() && s.back() == ' ') s.remove_suffix(1);
-  return s;
 }
 
 // "[+|-]digits[.digits]", the way every language can be written plainly.
@@ -174,29 +170,32 @@ bool NumberSpeller::format(int64_t n, const icu::UnicodeString& rules, std::stri
 }
 
 bool NumberSpeller::parse_number(std::string_view text, ParsedNumber* out) {
-  text = trim(text);
+  text = trim_blanks(text);
   if (!can_spell_ || text.empty() || text.size() > 40) return false;
-  if (!parse_plain(text, out)) {
-    UErrorCode status = U_ZERO_ERROR;
-    if (!icu_->numbers) {
-      icu_->numbers.reset(icu::NumberFormat::createInstance(icu_->locale, status));
-      if (U_FAILURE(status) || !icu_->numbers) {
-        icu_->numbers.reset();
-        return false;
-      }
-    }
-    const icu::UnicodeString u = unicode(text);
-    icu::Formattable value;
-    icu::ParsePosition pos(0);
-    icu_->numbers->parse(u, value, pos);
-    if (pos.getIndex() != u.length() || pos.getErrorIndex() >= 0) return false;
-    out->value = value.getDouble(status);
-    if (U_FAILURE(status)) return false;
-  }
+  // The language's way first: "1.234" is a thousand and more in German.
+  if (!parse_as_written(text, &out->value) && !parse_plain(text, out)) return false;
   if (!std::isfinite(out->value) || std::fabs(out->value) >= kLargestNumber) return false;
   out->integral = out->value == std::floor(out->value);
   out->integer = out->integral ? static_cast<int64_t>(out->value) : 0;
   return true;
+}
+
+bool NumberSpeller::parse_as_written(std::string_view text, double* value) {
+  UErrorCode status = U_ZERO_ERROR;
+  if (!icu_->numbers) {
+    icu_->numbers.reset(icu::NumberFormat::createInstance(icu_->locale, status));
+    if (U_FAILURE(status) || !icu_->numbers) {
+      icu_->numbers.reset();
+      return false;
+    }
+  }
+  const icu::UnicodeString u = unicode(text);
+  icu::Formattable number;
+  icu::ParsePosition pos(0);
+  icu_->numbers->parse(u, number, pos);
+  if (pos.getIndex() != u.length() || pos.getErrorIndex() >= 0) return false;
+  *value = number.getDouble(status);
+  return U_SUCCESS(status);
 }
 
 bool NumberSpeller::month_name(int month, bool standalone, std::string* out) {
@@ -252,7 +251,7 @@ bool NumberSpeller::day_is_ordinal() {
 }
 
 bool NumberSpeller::currency_code(std::string_view symbol, char iso[4]) {
-  symbol = trim(symbol);
+  symbol = trim_blanks(symbol);
   if (!can_spell_ || symbol.empty() || symbol.size() > 16) return false;
   UErrorCode status = U_ZERO_ERROR;
   if (symbol.size() == 3) {

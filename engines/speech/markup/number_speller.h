@@ -98,6 +98,8 @@ class NumberSpeller {
   struct Icu;
   // `n` by the rule set `rules` (empty: the default rules).
   bool format(int64_t n, const icu::UnicodeString& rules, std::string* out);
+  // A number as this language writes it, the whole of `text`.
+  bool parse_as_written(std::string_view text, double* value);
 
   std::unique_ptr<Icu> icu_;
   std::string language_;  // the language subtag ("en")

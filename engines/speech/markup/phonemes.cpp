@@ -1,5 +1,7 @@
 #include "engines/speech/markup/phonemes.h"
 
+#include "engines/speech/markup/blanks.h"
+
 namespace tavn::speech::markup {
 namespace {
 
@@ -133,10 +135,7 @@ bool own_notation(std::string_view ph, std::string* out) {
 }  // namespace
 
 bool espeak_phonemes(std::string_view alphabet, std::string_view ph, std::string* out) {
-  while (!ph.empty() && (ph.front() == ' ' || ph.front() == '\t' || ph.front() == '\n'))
-    ph.remove_prefix(1);
-  while (!ph.empty() && (ph.back() == ' ' || ph.back() == '\t' || ph.back() == '\n'))
-    ph.remove_suffix(1);
+  ph = trim_blanks(ph);
   if (ph.empty() || ph.size() > kMaxPhonemeBytes) return false;
   if (alphabet.empty() || alphabet == "ipa") return from_ipa(ph, out);
   if (alphabet == "x-espeak" || alphabet == "espeak") return own_notation(ph, out);

@@ -4,6 +4,8 @@
 #include <charconv>
 #include <cmath>
 
+#include "engines/speech/markup/blanks.h"
+
 namespace tavn::speech::markup {
 namespace {
 
@@ -33,14 +35,6 @@ bool find_keyword(std::string_view s, const Keyword (&table)[N], double* out) {
   return false;
 }
 
-std::string_view trim(std::string_view s) {
-  while (!s.empty() && (s.front() == ' ' || s.front() == '\t' || s.front() == '\n'))
-    s.remove_prefix(1);
-  while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\n'))
-    s.remove_suffix(1);
-  return s;
-}
-
 // A value "[+|-]NUMBER[UNIT]" taken apart; false unless NUMBER is a finite
 // decimal number and UNIT is one of the letters or '%' only.
 struct Number {
@@ -51,7 +45,7 @@ struct Number {
 };
 
 bool read_number(std::string_view s, Number* out) {
-  s = trim(s);
+  s = trim_blanks(s);
   if (!s.empty() && (s[0] == '+' || s[0] == '-')) {
     out->sign = s[0];
     s.remove_prefix(1);
@@ -94,7 +88,7 @@ double gain_db(double amplitude) { return 20 * std::log10(amplitude); }
 }  // namespace
 
 bool apply_rate(std::string_view value, ProsodyScale* scale) {
-  value = trim(value);
+  value = trim_blanks(value);
   double f;
   if (find_keyword(value, kRates, &f)) {
     scale->rate = f;
@@ -107,7 +101,7 @@ bool apply_rate(std::string_view value, ProsodyScale* scale) {
 }
 
 bool apply_pitch(std::string_view value, ProsodyScale* scale) {
-  value = trim(value);
+  value = trim_blanks(value);
   double st;
   if (find_keyword(value, kPitches, &st)) {
     scale->pitch = std::exp2(st / 12);
@@ -126,7 +120,7 @@ bool apply_pitch(std::string_view value, ProsodyScale* scale) {
 }
 
 bool apply_volume(std::string_view value, ProsodyScale* scale) {
-  value = trim(value);
+  value = trim_blanks(value);
   if (value == "silent") {
     scale->silent = true;
     return true;
@@ -164,7 +158,7 @@ bool apply_volume(std::string_view value, ProsodyScale* scale) {
 }
 
 bool apply_emphasis(std::string_view level, ProsodyScale* scale) {
-  level = trim(level);
+  level = trim_blanks(level);
   double rate, st, db;
   if (level == "strong") {
     rate = 0.8, st = 3, db = 6;

@@ -3,21 +3,16 @@
 #include <cmath>
 #include <cstdint>
 
+#include "engines/speech/markup/blanks.h"
+
 namespace tavn::speech::markup {
 namespace {
 
-bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
-std::string_view trim(std::string_view s) {
-  while (!s.empty() && is_blank(s.front())) s.remove_prefix(1);
-  while (!s.empty() && is_blank(s.back())) s.remove_suffix(1);
-  return s;
-}
-
 std::string lower(std::string_view s) {
-  std::string out(trim(s));
+  std::string out(trim_blanks(s));
   for (char& c : out) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
@@ -43,8 +38,8 @@ bool read_int(std::string_view s, size_t max, int64_t* out) {
   return true;
 }
 
-// Joins the parts' words: `inner` between parts of one group, `between`
-// where a new group starts (group[i] != group[i - 1]).
+// Joins the parts' words: `inner` between two parts of one group (equal
+// numbers in `group`), `between` before a part that starts another.
 void join(std::vector<SaidPart>* parts, const std::vector<int>& group, const char* inner,
           const char* between) {
   for (size_t i = 0; i + 1 < parts->size(); ++i) {
@@ -129,7 +124,7 @@ bool cardinal(std::string_view content, NumberSpeller* speller, std::string* wor
 
 // Digits with a short ending after them: "21st", "21.", "21e", "21º".
 bool ordinal(std::string_view content, NumberSpeller* speller, std::string* words) {
-  content = trim(content);
+  content = trim_blanks(content);
   size_t n = 0;
   while (n < content.size() && is_digit(content[n])) ++n;
   const std::string_view ending = content.substr(n);
@@ -142,19 +137,19 @@ bool ordinal(std::string_view content, NumberSpeller* speller, std::string* word
 }
 
 bool fraction(std::string_view content, NumberSpeller* speller, std::string* words) {
-  content = trim(content);
+  content = trim_blanks(content);
   const size_t slash = content.find('/');
   if (slash == std::string_view::npos) return false;
-  std::string_view top = trim(content.substr(0, slash));
+  std::string_view top = trim_blanks(content.substr(0, slash));
   std::string_view whole;
   const size_t blank = top.find_last_of(" \t");
   if (blank != std::string_view::npos) {
-    whole = trim(top.substr(0, blank));
+    whole = trim_blanks(top.substr(0, blank));
     top = top.substr(blank + 1);
   }
   int64_t w = 0, num, den;
-  if (!read_int(top, 9, &num) || !read_int(trim(content.substr(slash + 1)), 9, &den) || den == 0 ||
-      (!whole.empty() && !read_int(whole, 9, &w))) {
+  if (!read_int(top, 9, &num) || !read_int(trim_blanks(content.substr(slash + 1)), 9, &den) ||
+      den == 0 || (!whole.empty() && !read_int(whole, 9, &w))) {
     return false;
   }
   std::string said, part;
@@ -381,9 +376,9 @@ int half_of_day(std::string_view marker, NumberSpeller* speller) {
   return -1;
 }
 
-bool time(std::string_view format, std::string_view content, NumberSpeller* speller,
-          std::string* words) {
-  content = trim(content);
+bool time_of_day(std::string_view format, std::string_view content, NumberSpeller* speller,
+                 std::string* words) {
+  content = trim_blanks(content);
   int64_t v[3] = {-1, -1, -1};
   size_t i = 0;
   for (int k = 0; k < 3; ++k) {
@@ -398,7 +393,7 @@ bool time(std::string_view format, std::string_view content, NumberSpeller* spel
     }
     i += n;
   }
-  const std::string_view marker = trim(content.substr(i));
+  const std::string_view marker = trim_blanks(content.substr(i));
   const int half = marker.empty() ? -1 : half_of_day(marker, speller);
   if (!marker.empty() && half < 0) return false;
   std::string kind = lower(format);
@@ -427,19 +422,19 @@ bool time(std::string_view format, std::string_view content, NumberSpeller* spel
 }
 
 bool currency(std::string_view content, NumberSpeller* speller, std::string* words) {
-  content = trim(content);
+  content = trim_blanks(content);
   const size_t first = content.find_first_of("0123456789");
   const size_t last = content.find_last_of("0123456789");
   if (first == std::string_view::npos || content.size() > 64) return false;
-  std::string_view before = trim(content.substr(0, first));
-  const std::string_view after = trim(content.substr(last + 1));
+  std::string_view before = trim_blanks(content.substr(0, first));
+  const std::string_view after = trim_blanks(content.substr(last + 1));
   bool negative = false;
   if (!before.empty() && before.front() == '-') {
     negative = true;
-    before = trim(before.substr(1));
+    before = trim_blanks(before.substr(1));
   } else if (!before.empty() && before.back() == '-') {
     negative = true;
-    before = trim(before.substr(0, before.size() - 1));
+    before = trim_blanks(before.substr(0, before.size() - 1));
   }
   if (before.empty() == after.empty()) return false;  // one symbol or code, on one side
   char iso[4];
@@ -487,7 +482,7 @@ bool say_as(std::string_view interpret_as, std::string_view format, std::string_
   } else if (kind == "date") {
     ok = date(format, content, speller, &whole.words);
   } else if (kind == "time") {
-    ok = time(format, content, speller, &whole.words);
+    ok = time_of_day(format, content, speller, &whole.words);
   } else if (kind == "currency") {
     ok = currency(content, speller, &whole.words);
   }

@@ -1,6 +1,7 @@
 #include "engines/speech/markup/sentence_builder.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "engines/speech/text/sentence_splitter.h"
@@ -8,9 +9,10 @@
 namespace tavn::speech::markup {
 namespace {
 
-bool is_blank(char c) {
-  return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v' || c == '\0';
-}
+// White space as the sentence splitter trims it (U+3000 aside).
+constexpr char kBlanks[] = " \t\n\r\f\v";
+
+bool is_blank(char c) { return c == '\0' || std::strchr(kBlanks, c) != nullptr; }
 
 }  // namespace
 
@@ -124,9 +126,12 @@ void SentenceBuilder::Flush(std::vector<Piece>* run, MarkupSentence* sentence) c
     seg.words = plain_.substr(first.at, first.size);
   } else {
     for (const Piece& p : *run) seg.text.append(plain_, p.from, p.to - p.from);
+    // Whole words may end in blanks of their own ("A, " of a spelling).
+    const size_t b = seg.text.find_first_not_of(kBlanks), e = seg.text.find_last_not_of(kBlanks);
+    seg.text = b == std::string::npos ? "" : seg.text.substr(b, e + 1 - b);
   }
-  sentence->segments.push_back(std::move(seg));
   run->clear();
+  if (!seg.text.empty()) sentence->segments.push_back(std::move(seg));
 }
 
 void SentenceBuilder::EndBlock() {

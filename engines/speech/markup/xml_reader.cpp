@@ -2,6 +2,7 @@
 
 #include <expat.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -23,6 +24,7 @@ struct ParserDeleter {
 struct Reading {
   XML_Parser parser = nullptr;
   XmlHandler* handler = nullptr;
+  size_t size = 0;  // of the text
   size_t depth = 0;
   // Set when a callback stopped the parser.  (No allocation here: the
   // callbacks run inside expat, where nothing may throw.)
@@ -83,9 +85,12 @@ void XMLCALL on_end(void* data, const XML_Char*) {
 
 void XMLCALL on_text(void* data, const XML_Char* s, int len) {
   auto* r = static_cast<Reading*>(data);
-  guarded(r, [&] {
-    r->handler->Text(std::string_view(s, static_cast<size_t>(len)), event_begin(*r), event_end(*r));
-  });
+  const size_t begin = event_begin(*r);
+  size_t end = event_end(*r);
+  // The last bytes of a text that ends inside an element ("x]") come with
+  // no byte count: they are the rest of the text, as written.
+  if (end == begin) end = std::min(begin + static_cast<size_t>(len), r->size);
+  guarded(r, [&] { r->handler->Text(std::string_view(s, static_cast<size_t>(len)), begin, end); });
 }
 
 void XMLCALL on_doctype(void* data, const XML_Char*, const XML_Char*, const XML_Char*,
@@ -141,6 +146,7 @@ uint32_t read_xml(std::string_view text, XmlHandler* handler, MarkupError* error
   Reading r;
   r.parser = parser.get();
   r.handler = handler;
+  r.size = text.size();
   XML_SetUserData(r.parser, &r);
   XML_SetElementHandler(r.parser, on_start, on_end);
   XML_SetCharacterDataHandler(r.parser, on_text);
