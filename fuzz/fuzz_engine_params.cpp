@@ -26,7 +26,8 @@ bool valid_voice(const std::string& v) {
 
 bool same(const EngineSettings& a, const EngineSettings& b) {
   return a.voice == b.voice && a.rate == b.rate && a.pitch == b.pitch && a.volume == b.volume &&
-         a.format == b.format;
+         a.format == b.format && a.connect_timeout_ms == b.connect_timeout_ms &&
+         a.timeout_ms == b.timeout_ms && a.token_file == b.token_file;
 }
 
 }  // namespace
@@ -45,10 +46,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   check(s.pitch >= 0 && s.pitch <= kMaxPitch);
   check(s.volume >= 0 && s.volume <= kMaxVolume);
   check(s.format >= 1 && s.format <= kLastFormat);
+  check(s.connect_timeout_ms >= 1 && s.connect_timeout_ms <= kMaxConnectTimeoutMs);
+  check(s.timeout_ms >= 1 && s.timeout_ms <= kMaxTimeoutMs);
 
   const std::string again =
       "voice=" + s.voice + ",rate=" + std::to_string(s.rate) + ";pitch=" + std::to_string(s.pitch) +
-      " VOLUME=" + std::to_string(s.volume) + "\t5=" + std::to_string(s.format);
+      " VOLUME=" + std::to_string(s.volume) + "\t5=" + std::to_string(s.format) +
+      ",connect_timeout=" + std::to_string(s.connect_timeout_ms) +
+      ",timeout=" + std::to_string(s.timeout_ms) +
+      (s.token_file.empty() ? "" : ",token_file=" + s.token_file);
   EngineSettings t;
   check(parse_engine_params(again, &t) == 0 && same(s, t));
   return 0;

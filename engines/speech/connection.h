@@ -1,4 +1,4 @@
-// One engine connection: its settings, its audio format and the request it
+// One engine connection in this process: its settings, its audio format and the request it
 // is speaking.
 //
 // A request speaks its text one sentence per piece: TTSSynthText's piece is
@@ -24,33 +24,34 @@
 #include "engines/speech/audio/audio_encoder.h"
 #include "engines/speech/audio/output_format.h"
 #include "engines/speech/backends/backend.h"
+#include "engines/speech/engine_connection.h"
 #include "engines/speech/engine_params.h"
 #include "engines/speech/text/sentence_splitter.h"
 #include "synth/kavritts.h"
 
 namespace tavn::speech {
 
-class Connection {
+class Connection : public EngineConnection {
  public:
   explicit Connection(const EngineSettings& settings);
 
   // Engine parameter 5.  set_format takes 0 (the default) to 30 and returns
   // 0, ENGINE_ERR_FORMAT_REFUSED or, while a request runs, ENGINE_ERR_BUSY.
-  uint32_t set_format(uint32_t format);
-  uint32_t format() const { return fmt_.format; }
+  uint32_t set_format(uint32_t format) override;
+  uint32_t format() const override { return fmt_.format; }
 
   // TTSSynthText: takes a copy of record->text (text_length bytes) and fills
   // the record with the first piece, the header alone; status is 1 unless
   // the text holds no sentence.  Returns 0, ENGINE_ERR_NULL_ARGUMENT,
   // ENGINE_ERR_NOT_INITIALIZED, ENGINE_ERR_CODEC or ENGINE_ERR_NO_MEMORY.
   // A request still running is abandoned.
-  uint32_t start(TTSSynthRecord* record);
+  uint32_t start(TTSSynthRecord* record) override;
 
   // TTSFetchNext: renders the next sentence into the record's piece.  Returns
   // 0; ENGINE_ERR_NO_REQUEST when no request runs (none started, the last
   // piece already given, or an earlier failure); or the failure of the
   // sentence, which ends the request.  On failure the record is not changed.
-  uint32_t next(TTSSynthRecord* record);
+  uint32_t next(TTSSynthRecord* record) override;
 
  private:
   void fill(TTSSynthRecord* record, uint32_t status, const Sentence& sentence, size_t non_audio);

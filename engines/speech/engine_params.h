@@ -17,6 +17,14 @@
 //                101 to 104 keep the default (the front end then sets the
 //                format itself)
 //
+// Read by the engine when it speaks through a speech server (conn_str1 set;
+// the server ignores them):
+//   connect_timeout=MS  milliseconds to reach a server, 1 to 60000 (default 2000)
+//   timeout=MS   milliseconds a request may wait for the server's next
+//                bytes, 1 to 600000                           (default 15000)
+//   token_file=PATH  the file holding the bearer token for servers that
+//                require one (default: $TAVN_TOKEN_FILE; neither: no token)
+//
 // Pure functions: safe from any thread.
 #ifndef TAVN_ENGINES_SPEECH_ENGINE_PARAMS_H_
 #define TAVN_ENGINES_SPEECH_ENGINE_PARAMS_H_
@@ -33,6 +41,8 @@ constexpr int kMinRate = 80, kMaxRate = 450, kDefaultRate = 175;
 constexpr int kMaxPitch = 100, kDefaultPitch = 50;
 constexpr int kMaxVolume = 200, kDefaultVolume = 100;
 constexpr size_t kMaxVoiceName = 40;
+constexpr uint32_t kMaxConnectTimeoutMs = 60000, kDefaultConnectTimeoutMs = 2000;
+constexpr uint32_t kMaxTimeoutMs = 600000, kDefaultTimeoutMs = 15000;
 
 struct EngineSettings {
   std::string voice = "en";
@@ -40,13 +50,17 @@ struct EngineSettings {
   int pitch = kDefaultPitch;
   int volume = kDefaultVolume;
   uint32_t format = kDefaultFormat;  // always a row from 1 to 30
+  uint32_t connect_timeout_ms = kDefaultConnectTimeoutMs;
+  uint32_t timeout_ms = kDefaultTimeoutMs;
+  std::string token_file;  // empty: none given
 };
 
 // Reads `params` into `*out`, which should hold the defaults on entry.
 // Returns 0; ENGINE_ERR_UNKNOWN_VOICE for a voice name that is empty, longer
 // than kMaxVoiceName or has characters other than letters, digits, '-', '_',
 // '+' and ':'; ENGINE_ERR_BAD_VALUE for a rate, pitch or volume that is not a
-// decimal number in its range; ENGINE_ERR_FORMAT_REFUSED for a "5=" value
+// decimal number in its range (also a timeout, and an empty token_file);
+// ENGINE_ERR_FORMAT_REFUSED for a "5=" value
 // that is not a decimal number in 0..30 or 101..104.  The first bad item
 // decides; `*out` may then be partly updated.
 uint32_t parse_engine_params(std::string_view params, EngineSettings* out);

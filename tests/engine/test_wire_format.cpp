@@ -160,6 +160,7 @@ TEST(WireFormat, ReaderRefusesMalformedStreams) {
     Frame f;
     std::string why;
     EXPECT_EQ(reader.next(&f, &why), -1) << c.reason;
+    EXPECT_EQ(reader.other_version(), why.find("wire version") == 0) << why;
     EXPECT_NE(why.find(c.reason), std::string::npos) << why;
     const std::string more = stream({piece(0, 0, 0, {})});
     reader.feed(more.data(), more.size());

@@ -29,7 +29,7 @@ uint32_t get32(const char* p) {
          (static_cast<uint32_t>(b[2]) << 16) | (static_cast<uint32_t>(b[3]) << 24);
 }
 
-std::string other_version(uint16_t theirs, const char* who) {
+std::string version_reason(uint16_t theirs, const char* who) {
   return "wire version " + std::to_string(theirs) + ", this " + who + " speaks version " +
          std::to_string(kVersion);
 }
@@ -58,7 +58,7 @@ bool decode_request(std::string_view body, Request* out, std::string* why) {
   const char* p = body.data();
   const uint16_t version = get16(p + 4);
   if (version != kVersion) {
-    *why = other_version(version, "server");
+    *why = version_reason(version, "server");
     return false;
   }
   const uint16_t kind = get16(p + 6);
@@ -144,7 +144,10 @@ int FrameReader::next(Frame* out, std::string* why) {
       return fail("not a piece stream (no TVNP header)");
     if (available < kStreamHeaderBytes) return 0;
     const uint16_t version = get16(p + 4);
-    if (version != kVersion) return fail(other_version(version, "client"));
+    if (version != kVersion) {
+      other_version_ = true;
+      return fail(version_reason(version, "client"));
+    }
     header_seen_ = true;
     read_ += kStreamHeaderBytes;
     p += kStreamHeaderBytes;

@@ -109,11 +109,17 @@ class FrameReader {
   // Sequence (status 0 last, kEnd after it) is the caller's to check.
   int next(Frame* out, std::string* why);
 
+  // True when no byte is buffered beyond the frames taken.
+  bool empty() const { return read_ == buffer_.size(); }
+  // True once next() refused the stream for its wire version.
+  bool other_version() const { return other_version_; }
+
  private:
   std::string buffer_;
   size_t read_ = 0;  // bytes of buffer_ already consumed
   bool header_seen_ = false;
   bool broken_ = false;
+  bool other_version_ = false;
   std::string why_;  // the reason of the first -1
 };
 
