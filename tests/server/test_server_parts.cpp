@@ -99,8 +99,14 @@ TEST(ServerSideParams, TheRequestNeverNamesTheAudioFolder) {
 
 TEST(BearerToken, MatchesOnlyTheWholeToken) {
   const std::pair<const char*, bool> cases[] = {
-      {"Bearer abc123", true},   {"Bearer abc12", false}, {"Bearer abc1234", false}, {"bearer abc123", false},
-      {"Bearer  abc123", false}, {"abc123", false},       {"", false},               {"Bearer ", false},
+      {"Bearer abc123", true},
+      {"Bearer abc12", false},
+      {"Bearer abc1234", false},
+      {"bearer abc123", false},
+      {"Bearer  abc123", false},
+      {"abc123", false},
+      {"", false},
+      {"Bearer ", false},
   };
   for (const auto& [header, ok] : cases) EXPECT_EQ(bearer_matches(header, "abc123"), ok) << header;
 }

@@ -157,8 +157,13 @@ TEST_F(Tavnd, SpeakGivesTheInProcessPieces) {
     bool same_bytes;
   };
   const Case cases[] = {
-      {"", 0, true},          {"voice=en-us,rate=250", 1, true}, {"5=9", 0, true}, {"", 17, true},
-      {"voice=de", 23, true}, {"", 27, true},                     {"voice=flite:kal", 3, false},
+      {"", 0, true},
+      {"voice=en-us,rate=250", 1, true},
+      {"5=9", 0, true},
+      {"", 17, true},
+      {"voice=de", 23, true},
+      {"", 27, true},
+      {"voice=flite:kal", 3, false},
       {"voice=flite:slt,5=4", 0, false},
   };
   TavndClient c = client();
@@ -304,7 +309,8 @@ TEST_F(Tavnd, SlowAndIdleClientsAreTimedOut) {
   const Case cases[] = {
       {"idle", "", Ms(550)},
       {"half a header", "POST /v1/engine HTTP/1.1\r\nHost: x\r\n", Ms(250)},
-      {"half a body", "POST /v1/engine HTTP/1.1\r\nHost: x\r\nTavn-Wire: 1\r\nContent-Length: 100\r\n\r\nTVNQ", Ms(250)},
+      {"half a body", "POST /v1/engine HTTP/1.1\r\nHost: x\r\nTavn-Wire: 1\r\nContent-Length: 100\r\n\r\nTVNQ",
+       Ms(250)},
   };
   for (const Case& k : cases) {
     const Ms took = closed_after(path, k.bytes, Ms(10'000));
@@ -315,8 +321,9 @@ TEST_F(Tavnd, SlowAndIdleClientsAreTimedOut) {
   // writes stall, the connection is closed and the worker replaced.
   std::string body;
   wire::encode_request(speak("", long_text(150)), &body);
-  const std::string head = "POST /v1/engine HTTP/1.1\r\nHost: x\r\nTavn-Wire: 1\r\nContent-Length: " +
-                           std::to_string(body.size()) + "\r\n\r\n";
+  const std::string head =
+      "POST /v1/engine HTTP/1.1\r\nHost: x\r\nTavn-Wire: 1\r\nContent-Length: " + std::to_string(body.size()) +
+      "\r\n\r\n";
   const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
   sockaddr_un addr{};
   addr.sun_family = AF_UNIX;
@@ -324,7 +331,8 @@ TEST_F(Tavnd, SlowAndIdleClientsAreTimedOut) {
   ASSERT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
   const int small = 4096;
   setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
-  ASSERT_EQ(write(fd, (head + body).data(), head.size() + body.size()), static_cast<ssize_t>(head.size() + body.size()));
+  ASSERT_EQ(write(fd, (head + body).data(), head.size() + body.size()),
+            static_cast<ssize_t>(head.size() + body.size()));
   EXPECT_TRUE(health("\"replaced\":1"));
   close(fd);
   EXPECT_EQ(outcome(client().engine(speak("", kText))), kSucceeded);
