@@ -17,9 +17,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -39,12 +39,15 @@ using tavn::test::TavndClient;
 using tavn::test::TavndProcess;
 namespace wire = tavn::speech::wire;
 
-double since(Clock::time_point t0) { return std::chrono::duration<double>(Clock::now() - t0).count(); }
+double since(Clock::time_point t0) {
+  return std::chrono::duration<double>(Clock::now() - t0).count();
+}
 
 std::string english(size_t bytes) {
   const std::string sentences[] = {"The quick brown fox jumps over the lazy dog. ",
                                    "A speech server speaks for many callers at once. ",
-                                   "Each worker has an engine of its own. ", "Nobody waits for long. "};
+                                   "Each worker has an engine of its own. ",
+                                   "Nobody waits for long. "};
   std::string s;
   for (size_t i = 0; s.size() < bytes; ++i) s += sentences[i % 4];
   return s.substr(0, bytes);
@@ -84,8 +87,8 @@ bool speak_through(TavndClient& client, const std::string& text) {
   const tavn::test::Reply reply = client.engine(req);
   std::vector<wire::Frame> frames;
   std::string why;
-  return reply.status == 200 && tavn::test::read_frames(reply.body, &frames, &why) && !frames.empty() &&
-         frames.back().type == wire::FrameType::kEnd;
+  return reply.status == 200 && tavn::test::read_frames(reply.body, &frames, &why) &&
+         !frames.empty() && frames.back().type == wire::FrameType::kEnd;
 }
 
 // Requests per second through a tavnd with `workers` workers.
@@ -130,21 +133,23 @@ int soak(const std::string& dir, long count, const std::string& text) {
   TavndProcess server(dir, {"--workers", "2"});
   if (!server.started()) return 1;
   TavndClient warm(server.address());
-  for (int i = 0; i < 200; ++i) speak_through(warm, text);  // both workers past their first requests
+  for (int i = 0; i < 200; ++i)
+    speak_through(warm, text);  // both workers past their first requests
   long rss0 = 0, fds0 = 0, rss1 = 0, fds1 = 0;
   footprint(server, &rss0, &fds0);
   std::vector<std::unique_ptr<TavndClient>> clients;
   for (int t = 0; t < 2; ++t) clients.push_back(std::make_unique<TavndClient>(server.address()));
   const auto t0 = Clock::now();
-  const double rate = per_second(2, static_cast<int>(count), [&](int t) { return speak_through(*clients[t], text); });
+  const double rate = per_second(2, static_cast<int>(count),
+                                 [&](int t) { return speak_through(*clients[t], text); });
   const double took = since(t0);
   clients.clear();
   std::this_thread::sleep_for(std::chrono::milliseconds(200));
   footprint(server, &rss1, &fds1);
-  std::printf("soak: %ld requests of %zu bytes in %.0f s (%.1f requests/s), tavnd --workers 2\n", count, text.size(),
-              took, rate);
-  std::printf("  resident set (master + workers): idle %ld KiB, after %ld KiB (x%.3f)\n", rss0, rss1,
-              static_cast<double>(rss1) / rss0);
+  std::printf("soak: %ld requests of %zu bytes in %.0f s (%.1f requests/s), tavnd --workers 2\n",
+              count, text.size(), took, rate);
+  std::printf("  resident set (master + workers): idle %ld KiB, after %ld KiB (x%.3f)\n", rss0,
+              rss1, static_cast<double>(rss1) / rss0);
   std::printf("  open descriptors (master + workers): idle %ld, after %ld\n", fds0, fds1);
   return server.stop(SIGTERM) == 0 ? 0 : 1;
 }
@@ -186,8 +191,10 @@ int main(int argc, char** argv) {
     const double w1 = server_rate(dir, 1, requests, text);
     const double w2 = server_rate(dir, 2, requests, text);
     std::printf("%zu-byte texts, voice en, %d requests per figure\n", text.size(), requests);
-    std::printf("  in-process Connection:   1 thread %.1f/s, 2 threads %.1f/s (x%.2f)\n", in1, in2, in2 / in1);
-    std::printf("  tavnd, 2 client threads: --workers 1 %.1f/s, --workers 2 %.1f/s (x%.2f)\n", w1, w2, w2 / w1);
+    std::printf("  in-process Connection:   1 thread %.1f/s, 2 threads %.1f/s (x%.2f)\n", in1, in2,
+                in2 / in1);
+    std::printf("  tavnd, 2 client threads: --workers 1 %.1f/s, --workers 2 %.1f/s (x%.2f)\n", w1,
+                w2, w2 / w1);
     std::printf("  --workers 2 next to in-process with 2 threads: x%.2f\n", w2 / in2);
     // One request alone: median of 21.
     TavndProcess server(dir, {"--workers", "1"});

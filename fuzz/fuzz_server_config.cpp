@@ -41,7 +41,9 @@ void check_options(const std::string& text) {
   read_command_line(static_cast<int>(argv.size()), argv.data(), &line, &why);
 }
 
-bool is_separator(char c) { return c == ',' || c == ';' || std::isspace(static_cast<unsigned char>(c)); }
+bool is_separator(char c) {
+  return c == ',' || c == ';' || std::isspace(static_cast<unsigned char>(c));
+}
 
 void check_params(const std::string& text) {
   const std::string out = server_side_params(text, "/srv/audio");

@@ -11,7 +11,8 @@ fi
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
 sed "s|/usr/sbin/tavnd|$tavnd|" "$unit" > "$dir/tavnd.service"
-grep -q '^ExecReload=/bin/kill -HUP \$MAINPID$' "$dir/tavnd.service"
+# shellcheck disable=SC2016  # systemd's $MAINPID, not the shell's
+grep -qx 'ExecReload=/bin/kill -HUP $MAINPID' "$dir/tavnd.service"
 # man: pages and the unit's user need not exist on a build machine.
 if ! out=$(systemd-analyze verify --man=no "$dir/tavnd.service" 2>&1); then
   printf '%s\n' "$out"
