@@ -70,11 +70,12 @@ struct Pair {
   }
   void print(const char* what) const {
     const double l = median(local), r = median(remote);
-    std::printf("%s: in process %.2f ms, through the server %.2f ms: ratio %.3f, difference %+.2f ms "
-                "(median of %zu pairwise ratios %.3f, %.3f to %.3f)\n",
-                what, l, r, r / l, r - l, ratios.size(), median(ratios),
-                *std::min_element(ratios.begin(), ratios.end()),
-                *std::max_element(ratios.begin(), ratios.end()));
+    std::printf(
+        "%s: in process %.2f ms, through the server %.2f ms: ratio %.3f, difference %+.2f ms "
+        "(median of %zu pairwise ratios %.3f, %.3f to %.3f)\n",
+        what, l, r, r / l, r - l, ratios.size(), median(ratios),
+        *std::min_element(ratios.begin(), ratios.end()),
+        *std::max_element(ratios.begin(), ratios.end()));
   }
 };
 
