@@ -93,9 +93,9 @@ size_t open_descriptors() {
 }
 
 // The stand-in server runs in this process and closes its side of a
-// connection a moment after the client is done: allow it a second.
+// connection a moment after the client is done: allow it a few seconds on a loaded machine.
 bool descriptors_settle_at(size_t n) {
-  for (int i = 0; i < 100 && open_descriptors() != n; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  for (int i = 0; i < 500 && open_descriptors() != n; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
   return open_descriptors() == n;
 }
 
@@ -216,13 +216,13 @@ TEST_F(RemoteEngine, ServerFaultsGiveClearResults) {
     SCOPED_TRACE(c.what);
     FakeServer server(c.reply);
     uint32_t error = 0;
-    const uint32_t h = open_handle(server.address(), "", "timeout=300", &error);
+    const uint32_t h = open_handle(server.address(), "", "timeout=1500", &error);
     ASSERT_NE(h, 0u) << name(error);
     const auto start = Clock::now();
     std::vector<Piece> pieces;
     EXPECT_EQ(name(speak(h, &pieces)), name(c.result));
     EXPECT_EQ(pieces.size(), c.pieces);
-    EXPECT_LT(Clock::now() - start, std::chrono::seconds(3));
+    EXPECT_LT(Clock::now() - start, std::chrono::seconds(5));
     // The handle stays usable: a failed request leaves no request running.
     TTSSynthRecord rec{};
     EXPECT_EQ(TTSFetchNext(h, &rec), ENGINE_ERR_NO_REQUEST);
@@ -364,7 +364,7 @@ TEST_F(RemoteEngine, FailsOverBeforeTheFirstPieceOnly) {
     const std::string first_address = first->address();
     if (c.first_down) first.reset();
     uint32_t error = 0;
-    const uint32_t h = open_handle(first_address, second.address(), "timeout=300", &error);
+    const uint32_t h = open_handle(first_address, second.address(), "timeout=1500", &error);
     ASSERT_NE(h, 0u) << name(error);
     const int second_checks = second.requests();
     std::vector<Piece> pieces;
