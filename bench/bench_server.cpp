@@ -23,6 +23,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -212,6 +213,6 @@ int main(int argc, char** argv) {
                 1000 * median(alone), 1000 * median(local), median(alone) / median(local));
     server.stop(SIGTERM);
   }
-  rmdir(dir.c_str());
+  std::filesystem::remove_all(dir);
   return status;
 }

@@ -20,6 +20,8 @@ class Connection {
   virtual ~Connection() = default;
   // Closes the connection unless a request is being answered on it.
   virtual void close_if_idle() = 0;
+  // Closes the connection, whatever runs on it.
+  virtual void close_now() = 0;
 };
 
 struct HttpContext {

@@ -57,6 +57,7 @@ class Session : public Exchange,
   void close_if_idle() override {
     if (!busy_) stream_.cancel();  // the pending read ends and closes the connection
   }
+  void close_now() override { close(); }
 
   // Exchange
   const HttpRequest& request() const override { return request_; }

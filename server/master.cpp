@@ -69,10 +69,7 @@ Master::Master(const ServerOptions& options, OptionItems command_line)
   add_health_route(&router_, &pool_, &context_);
 }
 
-Master::~Master() {
-  listeners_.clear();
-  pool_.stop(Millis(2000));
-}
+Master::~Master() { shut_down(); }
 
 bool Master::load_token(const std::string& path, std::string* why) {
   if (path.empty()) {
@@ -111,9 +108,27 @@ int Master::run() {
   log_line("listening on " + where + " with " + std::to_string(worker_count(options_)) +
            " workers" + (context_.token.empty() ? "" : ", token required"));
   io_.run();
-  pool_.stop(Millis(2000));
+  shut_down();
   log_line("stopped");
   return 0;
+}
+
+void Master::shut_down() {
+  boost::system::error_code ignored;
+  stop_signals_.cancel(ignored);
+  reload_signal_.cancel(ignored);
+  drain_timer_.cancel();
+  listeners_.clear();
+  pool_.stop(Millis(2000));
+  // Connections still open after the drain timeout are closed, and the
+  // handlers that hold them run once more, so that none outlives the context.
+  context_.on_connection_closed = nullptr;
+  std::vector<Connection*> open(context_.connections.begin(), context_.connections.end());
+  for (Connection* c : open) {
+    if (context_.connections.count(c) != 0) c->close_now();
+  }
+  io_.restart();
+  io_.run_for(std::chrono::seconds(2));
 }
 
 void Master::watch_signals() {

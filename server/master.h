@@ -50,6 +50,7 @@ class Master {
   void drain();
   void reload();
   void check_drained();
+  void shut_down();
   bool load_token(const std::string& path, std::string* why);
 
   boost::asio::io_context io_;

@@ -244,7 +244,8 @@ TEST_F(Tavnd, AFailedWorkerCostsOneRequest) {
   };
   for (const Case& k : cases) {
     SCOPED_TRACE(k.what);
-    start({"--workers", "1", "--request-timeout", k.request_timeout});
+    const std::string config = dir_.write("tavnd.conf", "request-timeout = " + k.request_timeout + "\n");
+    start({"--workers", "1", "--config", config});
     const std::vector<pid_t> before = server_->workers();
     ASSERT_EQ(before.size(), 1u);
     auto pending = in_background(speak("", long_text(200)));
@@ -255,6 +256,14 @@ TEST_F(Tavnd, AFailedWorkerCostsOneRequest) {
     ASSERT_FALSE(frames.empty());
     EXPECT_EQ(outcome(failed_reply), failed(ENGINE_ERR_SERVER_FAILED));
     EXPECT_NE(std::string(frames.back().bytes.begin(), frames.back().bytes.end()).find(k.reason), std::string::npos);
+    // The next request gets a whole minute, read again on SIGHUP: the time
+    // limit applies from the next request on.
+    write_file(config, "request-timeout = 60\n");
+    const size_t reloads = count(server_->log(), "configuration read again");
+    kill(server_->pid(), SIGHUP);
+    for (int i = 0; i < 500 && count(server_->log(), "configuration read again") == reloads; ++i) {
+      std::this_thread::sleep_for(Ms(10));
+    }
     EXPECT_EQ(outcome(client().engine(speak("", kText))), kSucceeded);
     EXPECT_TRUE(health("\"workers\":1,\"busy\":0,\"queued\":0,\"replaced\":1"));
     const std::vector<pid_t> after = server_->workers();
