@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <type_traits>
+
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -83,6 +85,13 @@ class AcceptingListener : public Listener {
         error_code ignored;
         socket.close(ignored);
       } else {
+        // Pieces go out as small writes, each awaited by the client: without
+        // this, Nagle's algorithm holds a write back until the client's
+        // delayed acknowledgement (some 40 ms per piece on loopback).
+        if constexpr (std::is_same_v<Protocol, asio::ip::tcp>) {
+          error_code ignored;
+          socket.set_option(asio::ip::tcp::no_delay(true), ignored);
+        }
         serve_connection(std::move(socket), context_);
       }
       accept();
