@@ -24,6 +24,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/bench_text.h"
 #include "synth/tavn.h"
 
 namespace {
@@ -112,23 +113,6 @@ void keep_best(Run* best, const Run& r) {
     *best = r;
     best->peak_kib = peak;
   }
-}
-
-std::string long_text() {
-  const char* sentences[] = {
-      "The committee met on Tuesday to review the budget for the coming year.",
-      "Several members asked whether the new library could open before the winter.",
-      "After a long discussion, they agreed to publish a detailed plan within a month!",
-      "Would the town be able to pay for it without raising taxes?",
-      "Nobody could say for certain, but the mood in the room was hopeful.",
-      "In the evening, the chairman walked home along the river, thinking about numbers.",
-  };
-  std::string text;
-  for (size_t i = 0; text.size() < 12000; ++i) {
-    text += sentences[i % 6];
-    text += ' ';
-  }
-  return text;
 }
 
 // Requests per second of `threads` threads each speaking `text` in a loop

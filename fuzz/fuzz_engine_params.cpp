@@ -26,7 +26,9 @@ bool valid_voice(const std::string& v) {
 
 bool same(const EngineSettings& a, const EngineSettings& b) {
   return a.voice == b.voice && a.rate == b.rate && a.pitch == b.pitch && a.volume == b.volume &&
-         a.format == b.format && a.markup == b.markup && a.audio_root == b.audio_root;
+         a.format == b.format && a.markup == b.markup && a.audio_root == b.audio_root &&
+         a.connect_timeout_ms == b.connect_timeout_ms && a.timeout_ms == b.timeout_ms &&
+         a.token_file == b.token_file;
 }
 
 }  // namespace
@@ -47,11 +49,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   check(s.format >= 1 && s.format <= kLastFormat);
   check(s.audio_root.empty() || (s.audio_root_given && s.audio_root[0] == '/'));
   const char* const kModes[] = {"auto", "ssml", "off"};
+  check(s.connect_timeout_ms >= 1 && s.connect_timeout_ms <= kMaxConnectTimeoutMs);
+  check(s.timeout_ms >= 1 && s.timeout_ms <= kMaxTimeoutMs);
 
   const std::string again =
       "voice=" + s.voice + ",rate=" + std::to_string(s.rate) + ";pitch=" + std::to_string(s.pitch) +
       " VOLUME=" + std::to_string(s.volume) + "\t5=" + std::to_string(s.format) +
-      ",markup=" + kModes[static_cast<int>(s.markup)] + ",audio_root=" + s.audio_root;
+      ",markup=" + kModes[static_cast<int>(s.markup)] + ",audio_root=" + s.audio_root +
+      ",connect_timeout=" + std::to_string(s.connect_timeout_ms) +
+      ",timeout=" + std::to_string(s.timeout_ms) +
+      (s.token_file.empty() ? "" : ",token_file=" + s.token_file);
   EngineSettings t;
   check(parse_engine_params(again, &t) == 0 && same(s, t));
   return 0;

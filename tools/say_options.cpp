@@ -180,8 +180,10 @@ std::string parse_say_options(int argc, const char* const* argv, SayOptions* out
         return arg + " needs a value without blanks, ',', ';' or '='";
     } else if (arg == "--media-url") {
       if (!take(&out->media_url)) return "--media-url needs a value";
-    } else if (arg == "--conn1") {
-      if (!take(&out->conn1)) return "--conn1 needs a value";
+    } else if (arg == "--conn1" || arg == "--server") {
+      // --server is the short form of --conn1 for a speech server's address.
+      if (!take(&v) || (arg == "--server" && v.empty())) return arg + " needs a value";
+      out->conn1 = v;
     } else if (arg == "--conn2") {
       if (!take(&out->conn2)) return "--conn2 needs a value";
     } else if (arg == "--params") {
@@ -213,7 +215,7 @@ std::string parse_say_options(int argc, const char* const* argv, SayOptions* out
     return "--marks: formats 101 to 104 leave no audio file to time";
   if (out->has_format && out->params.find("5=") != std::string::npos)
     return "give the format either by --format or by 5= in --params, not both";
-  if (out->conn1.size() > kMaxConn1) return "--conn1 is longer than 31 characters";
+  if (out->conn1.size() > kMaxConn1) return "--conn1/--server is longer than 31 characters";
   if (out->conn2.size() > kMaxConn2) return "--conn2 is longer than 47 characters";
   if (build_params(*out).size() > kMaxParams)
     return "the engine parameters (--params with --voice, --rate, ...) exceed 127 characters";

@@ -1,4 +1,4 @@
-// One engine connection: its settings, its audio format and the request it
+// One engine connection in this process: its settings, its audio format and the request it
 // is speaking.
 //
 // A request speaks its text one sentence per piece: TTSSynthText's piece is
@@ -32,6 +32,7 @@
 #include "engines/speech/audio/output_format.h"
 #include "engines/speech/audio/sound_folder.h"
 #include "engines/speech/backends/backend.h"
+#include "engines/speech/engine_connection.h"
 #include "engines/speech/engine_params.h"
 #include "engines/speech/markup_speaker.h"
 #include "engines/speech/text/sentence_splitter.h"
@@ -39,7 +40,7 @@
 
 namespace tavn::speech {
 
-class Connection {
+class Connection : public EngineConnection {
  public:
   // Without an audio_root item in `settings`, the folder named by the
   // environment variable kAudioRootVariable (if any) serves <audio>.
@@ -47,8 +48,8 @@ class Connection {
 
   // Engine parameter 5.  set_format takes 0 (the default) to 30 and returns
   // 0, ENGINE_ERR_FORMAT_REFUSED or, while a request runs, ENGINE_ERR_BUSY.
-  uint32_t set_format(uint32_t format);
-  uint32_t format() const { return fmt_.format; }
+  uint32_t set_format(uint32_t format) override;
+  uint32_t format() const override { return fmt_.format; }
 
   // TTSSynthText: takes a copy of record->text (text_length bytes) and fills
   // the record with the first piece, the header alone; status is 1 unless
@@ -56,13 +57,13 @@ class Connection {
   // ENGINE_ERR_NOT_INITIALIZED, ENGINE_ERR_CODEC, ENGINE_ERR_NO_MEMORY or,
   // for markup that cannot be read, ENGINE_ERR_BAD_MARKUP (record left
   // alone).  A request still running is abandoned.
-  uint32_t start(TTSSynthRecord* record);
+  uint32_t start(TTSSynthRecord* record) override;
 
   // TTSFetchNext: renders the next sentence into the record's piece.  Returns
   // 0; ENGINE_ERR_NO_REQUEST when no request runs (none started, the last
   // piece already given, or an earlier failure); or the failure of the
   // sentence, which ends the request.  On failure the record is not changed.
-  uint32_t next(TTSSynthRecord* record);
+  uint32_t next(TTSSynthRecord* record) override;
 
  private:
   void fill(TTSSynthRecord* record, uint32_t status, const Sentence& sentence, size_t non_audio);

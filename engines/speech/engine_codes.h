@@ -53,7 +53,8 @@ constexpr EngineCode kEngineCodes[] = {
     {ENGINE_ERR_UNKNOWN_VOICE, "ENGINE_ERR_UNKNOWN_VOICE",
      "the voice named by voice= is not installed"},
     {ENGINE_ERR_BAD_VALUE, "ENGINE_ERR_BAD_VALUE",
-     "a rate=, pitch= or volume= value is not a number in its range"},
+     "a rate=, pitch=, volume= or timeout value is not a number in its range, a connection "
+     "string names no server address, or the token file holds no token"},
     {ENGINE_ERR_FORMAT_REFUSED, "ENGINE_ERR_FORMAT_REFUSED",
      "the audio format is not one of 0 to 30 (101 to 104 also accepted at connect)"},
     {ENGINE_ERR_UNKNOWN_PARAM, "ENGINE_ERR_UNKNOWN_PARAM",

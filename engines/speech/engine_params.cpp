@@ -51,6 +51,16 @@ uint32_t apply(std::string_view key, std::string_view value, EngineSettings* out
     if (!read_ranged(value, 0, kMaxPitch, &out->pitch)) return ENGINE_ERR_BAD_VALUE;
   } else if (equals_i(key, "volume")) {
     if (!read_ranged(value, 0, kMaxVolume, &out->volume)) return ENGINE_ERR_BAD_VALUE;
+  } else if (equals_i(key, "connect_timeout")) {
+    if (!read_number(value, kMaxConnectTimeoutMs, &out->connect_timeout_ms) ||
+        out->connect_timeout_ms == 0)
+      return ENGINE_ERR_BAD_VALUE;
+  } else if (equals_i(key, "timeout")) {
+    if (!read_number(value, kMaxTimeoutMs, &out->timeout_ms) || out->timeout_ms == 0)
+      return ENGINE_ERR_BAD_VALUE;
+  } else if (equals_i(key, "token_file")) {
+    if (value.empty()) return ENGINE_ERR_BAD_VALUE;
+    out->token_file.assign(value.data(), value.size());
   } else if (key == "5") {
     uint32_t format = 0;
     if (!read_number(value, 104, &format)) return ENGINE_ERR_FORMAT_REFUSED;

@@ -26,6 +26,14 @@
 // named by the environment variable kAudioRootVariable, which an audio_root
 // item overrides.
 //
+// Read by the engine when it speaks through a speech server (conn_str1 set;
+// the server ignores them):
+//   connect_timeout=MS  milliseconds to reach a server, 1 to 60000 (default 2000)
+//   timeout=MS   milliseconds a request may wait for the server's next
+//                bytes, 1 to 600000                           (default 15000)
+//   token_file=PATH  the file holding the bearer token for servers that
+//                require one (default: $TAVN_TOKEN_FILE; neither: no token)
+//
 // Pure functions: safe from any thread.
 #ifndef TAVN_ENGINES_SPEECH_ENGINE_PARAMS_H_
 #define TAVN_ENGINES_SPEECH_ENGINE_PARAMS_H_
@@ -42,6 +50,8 @@ constexpr int kMinRate = 80, kMaxRate = 450, kDefaultRate = 175;
 constexpr int kMaxPitch = 100, kDefaultPitch = 50;
 constexpr int kMaxVolume = 200, kDefaultVolume = 100;
 constexpr size_t kMaxVoiceName = 40;
+constexpr uint32_t kMaxConnectTimeoutMs = 60000, kDefaultConnectTimeoutMs = 2000;
+constexpr uint32_t kMaxTimeoutMs = 600000, kDefaultTimeoutMs = 15000;
 
 // Environment variable naming the audio folder of connections whose
 // parameter string has no audio_root item (tts_api.cpp reads it at connect).
@@ -62,16 +72,20 @@ struct EngineSettings {
   MarkupMode markup = MarkupMode::kAuto;
   bool audio_root_given = false;  // an audio_root item was read (even an empty one)
   std::string audio_root;         // absolute folder, or "" for none
+  uint32_t connect_timeout_ms = kDefaultConnectTimeoutMs;
+  uint32_t timeout_ms = kDefaultTimeoutMs;
+  std::string token_file;  // empty: none given
 };
 
 // Reads `params` into `*out`, which should hold the defaults on entry.
 // Returns 0; ENGINE_ERR_UNKNOWN_VOICE for a voice name that is empty, longer
 // than kMaxVoiceName or has characters other than letters, digits, '-', '_',
 // '+' and ':'; ENGINE_ERR_BAD_VALUE for a rate, pitch or volume that is not a
-// decimal number in its range; ENGINE_ERR_FORMAT_REFUSED for a "5=" value
-// that is not a decimal number in 0..30 or 101..104; ENGINE_ERR_BAD_VALUE
-// for a markup value other than auto, ssml and off (in any case) or an
-// audio_root that is neither empty nor an absolute path.  The first bad item
+// decimal number in its range (also a timeout, and an empty token_file);
+// ENGINE_ERR_FORMAT_REFUSED for a "5=" value that is not a decimal number in
+// 0..30 or 101..104; ENGINE_ERR_BAD_VALUE for a markup value other than auto,
+// ssml and off (in any case) or an audio_root that is neither empty nor an
+// absolute path.  The first bad item
 // decides; `*out` may then be partly updated.
 uint32_t parse_engine_params(std::string_view params, EngineSettings* out);
 

@@ -1,5 +1,6 @@
 // The eight engine operations of synth/kavritts.h on top of the speech back
-// ends (libespeak-ng and flite).
+// ends (libespeak-ng and flite), in this process or, when conn_str1 names a
+// speech server, on that server (conn_str2 naming a second one).
 //
 // Handles are numbers from 1 upwards, kept in a registry under its own lock;
 // a call holds a reference to its connection, so a TTSDisconnect or
@@ -15,6 +16,7 @@
 #include "engines/speech/connection.h"
 #include "engines/speech/engine_codes.h"
 #include "engines/speech/engine_params.h"
+#include "engines/speech/remote/remote_connection.h"
 #include "synth/kavritts.h"
 
 namespace tavn::speech {
@@ -23,7 +25,7 @@ namespace {
 struct Registry {
   std::mutex mu;
   uint32_t last_handle = 0;
-  std::map<uint32_t, std::shared_ptr<Connection>> connections;
+  std::map<uint32_t, std::shared_ptr<EngineConnection>> connections;
 };
 
 // Never destroyed, like the back ends' state: TTSUninitialize may run
@@ -33,7 +35,7 @@ Registry& registry() {
   return *r;
 }
 
-std::shared_ptr<Connection> find(uint32_t handle) {
+std::shared_ptr<EngineConnection> find(uint32_t handle) {
   Registry& r = registry();
   std::lock_guard<std::mutex> lock(r.mu);
   auto it = r.connections.find(handle);
@@ -41,7 +43,7 @@ std::shared_ptr<Connection> find(uint32_t handle) {
 }
 
 // A free handle: the next number, skipping 0 and numbers still in use.
-uint32_t add(std::shared_ptr<Connection> connection) {
+uint32_t add(std::shared_ptr<EngineConnection> connection) {
   Registry& r = registry();
   std::lock_guard<std::mutex> lock(r.mu);
   uint32_t handle = r.last_handle;
@@ -57,10 +59,21 @@ uint32_t connect(TTSConnectRecord* record, uint32_t* handle) {
   if (!Backend::Running()) return ENGINE_ERR_NOT_INITIALIZED;
   EngineSettings settings;
   const size_t length = strnlen(record->params, sizeof record->params);
-  if (uint32_t r = parse_engine_params(std::string_view(record->params, length), &settings))
-    return r;
-  if (uint32_t r = Backend::ForVoice(settings.voice).CheckVoice(settings.voice)) return r;
-  *handle = add(std::make_shared<Connection>(settings));
+  const std::string_view params(record->params, length);
+  if (uint32_t r = parse_engine_params(params, &settings)) return r;
+  const std::string_view conn_str1(record->conn_str1,
+                                   strnlen(record->conn_str1, sizeof record->conn_str1));
+  const std::string_view conn_str2(record->conn_str2,
+                                   strnlen(record->conn_str2, sizeof record->conn_str2));
+  std::shared_ptr<EngineConnection> connection;
+  if (!conn_str1.empty()) {
+    if (uint32_t r = RemoteConnection::Open(conn_str1, conn_str2, params, settings, &connection))
+      return r;
+  } else {
+    if (uint32_t r = Backend::ForVoice(settings.voice).CheckVoice(settings.voice)) return r;
+    connection = std::make_shared<Connection>(settings);
+  }
+  *handle = add(std::move(connection));
   return 0;
 }
 
@@ -89,7 +102,7 @@ uint32_t TTSInitialize(void) {
 
 uint32_t TTSUninitialize(void) {
   return guarded([] {
-    std::map<uint32_t, std::shared_ptr<Connection>> gone;  // freed outside the lock
+    std::map<uint32_t, std::shared_ptr<EngineConnection>> gone;  // freed outside the lock
     {
       Registry& r = registry();
       std::lock_guard<std::mutex> lock(r.mu);
@@ -113,7 +126,7 @@ uint32_t TTSConnect(TTSConnectRecord* record) {
 
 uint32_t TTSSetSynthParam(uint32_t handle, uint32_t id, uint32_t value) {
   return guarded([&] {
-    std::shared_ptr<Connection> c = find(handle);
+    std::shared_ptr<EngineConnection> c = find(handle);
     if (!c) return ENGINE_ERR_BAD_HANDLE;
     if (id != TTS_PARAM_AUDIO_FORMAT) return ENGINE_ERR_UNKNOWN_PARAM;
     return c->set_format(value);
@@ -122,7 +135,7 @@ uint32_t TTSSetSynthParam(uint32_t handle, uint32_t id, uint32_t value) {
 
 uint32_t TTSGetParam(uint32_t handle, uint32_t id, void* value, uint32_t* size) {
   return guarded([&] {
-    std::shared_ptr<Connection> c = find(handle);
+    std::shared_ptr<EngineConnection> c = find(handle);
     if (!c) return ENGINE_ERR_BAD_HANDLE;
     if (id != TTS_PARAM_AUDIO_FORMAT) return ENGINE_ERR_UNKNOWN_PARAM;
     if (value == nullptr || size == nullptr) return ENGINE_ERR_NULL_ARGUMENT;
@@ -136,7 +149,7 @@ uint32_t TTSGetParam(uint32_t handle, uint32_t id, void* value, uint32_t* size) 
 
 uint32_t TTSSynthText(uint32_t handle, TTSSynthRecord* record) {
   return guarded([&] {
-    std::shared_ptr<Connection> c = find(handle);
+    std::shared_ptr<EngineConnection> c = find(handle);
     if (!c) return ENGINE_ERR_BAD_HANDLE;
     if (record == nullptr) return ENGINE_ERR_NULL_ARGUMENT;
     return c->start(record);
@@ -145,7 +158,7 @@ uint32_t TTSSynthText(uint32_t handle, TTSSynthRecord* record) {
 
 uint32_t TTSFetchNext(uint32_t handle, TTSSynthRecord* record) {
   return guarded([&] {
-    std::shared_ptr<Connection> c = find(handle);
+    std::shared_ptr<EngineConnection> c = find(handle);
     if (!c) return ENGINE_ERR_BAD_HANDLE;
     if (record == nullptr) return ENGINE_ERR_NULL_ARGUMENT;
     return c->next(record);
@@ -154,7 +167,7 @@ uint32_t TTSFetchNext(uint32_t handle, TTSSynthRecord* record) {
 
 uint32_t TTSDisconnect(uint32_t handle) {
   return guarded([&] {
-    std::shared_ptr<Connection> gone;  // freed after the registry's lock is released
+    std::shared_ptr<EngineConnection> gone;  // freed after the registry's lock is released
     Registry& r = registry();
     std::lock_guard<std::mutex> lock(r.mu);
     auto it = r.connections.find(handle);

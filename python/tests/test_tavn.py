@@ -36,7 +36,7 @@ def is_wave(path):
 ])
 def test_synth_writes_a_wave_file(text, out, is_file):
     pathlib.Path("in.txt").write_text("Spoken from a file.", encoding="utf-8")
-    tavn.synth(text, out, is_file=is_file, conn1="c1", conn2=b"c2", params=None)
+    tavn.synth(text, out, is_file=is_file, conn1="", conn2=b"", params=None)
     assert is_wave(out)
 
 
@@ -49,6 +49,9 @@ def test_synth_writes_a_wave_file(text, out, is_file):
                  "ENGINE_ERR_UNKNOWN_VOICE", marks=speech_only),
     pytest.param(lambda: tavn.synth_with_timings("Hi.", "a.wav", params="5=99"), 0x80660008,
                  "ENGINE_ERR_FORMAT_REFUSED", marks=speech_only),
+    # The speech engine reads conn1 as a speech server's address.
+    pytest.param(lambda: tavn.synth("Hi.", "a.wav", conn1="no-server"), 0x80660007,
+                 "ENGINE_ERR_BAD_VALUE", marks=speech_only),
 ])
 def test_failures_raise_tavn_error(call, code, name):
     with pytest.raises(tavn.TavnError) as info:

@@ -75,5 +75,29 @@ TEST(EngineParams, ReadsTheMarkupModeAndAudioFolder) {
   }
 }
 
+TEST(EngineParams, ReadsTheServerKeys) {
+  const struct {
+    const char *params, *settings;
+  } cases[] = {
+      {"", "2000 15000 "},
+      {"Connect_Timeout=1,TIMEOUT=600000,token_file=/etc/tavn/token", "1 600000 /etc/tavn/token"},
+      {"connect_timeout=60000,timeout=1", "60000 1 "},
+      {"connect_timeout=0", "ENGINE_ERR_BAD_VALUE"},
+      {"connect_timeout=60001", "ENGINE_ERR_BAD_VALUE"},
+      {"timeout=600001", "ENGINE_ERR_BAD_VALUE"},
+      {"timeout=", "ENGINE_ERR_BAD_VALUE"},
+      {"timeout=1s", "ENGINE_ERR_BAD_VALUE"},
+      {"token_file=", "ENGINE_ERR_BAD_VALUE"},
+  };
+  for (const auto& c : cases) {
+    EngineSettings s;
+    const uint32_t r = parse_engine_params(c.params, &s);
+    const std::string got =
+        r != 0 ? find_engine_code(r)->name
+               : std::to_string(s.connect_timeout_ms) + " " + std::to_string(s.timeout_ms) + " " + s.token_file;
+    EXPECT_EQ(got, c.settings) << c.params;
+  }
+}
+
 }  // namespace
 }  // namespace tavn::speech

@@ -23,7 +23,8 @@ std::string parsed(std::vector<const char*> args) {
   return o.text + (o.is_file ? " file" : "") + (o.text_from_stdin ? " stdin" : "") + " -> " + o.out + " [" +
          build_params(o) + "]" + (o.synch ? " synch:" + o.synch_file : "") +
          (o.marks_format.empty() ? "" : " marks:" + o.marks_format + "=" + o.marks_file) +
-         (o.list_voices ? " voices" : "");
+         (o.list_voices ? " voices" : "") + (o.conn1.empty() ? "" : " conn1:" + o.conn1) +
+         (o.conn2.empty() ? "" : " conn2:" + o.conn2);
 }
 
 TEST(SayOptions, BuildsTheRequestOrRefuses) {
@@ -53,6 +54,12 @@ TEST(SayOptions, BuildsTheRequestOrRefuses) {
       {{"--bogus", "x"}, "unknown option --bogus"},
       {{"--format", "3", "--params", "5=4", "x"}, "not both"},
       {{"--conn1", long32.c_str(), "x"}, "31"},
+      {{"--server", long32.c_str(), "x"}, "31"},
+      {{"--server", "unix:/run/tavn/tavnd.sock", "--conn2=127.0.0.1:7010", "x"},
+       "x -> tavn-say.wav [] conn1:unix:/run/tavn/tavnd.sock conn2:127.0.0.1:7010"},
+      {{"--conn1", "a:1", "x"}, "x -> tavn-say.wav [] conn1:a:1"},
+      {{"--server", "a:1", "--conn1", "b:1", "x"}, "x -> tavn-say.wav [] conn1:b:1"},  // the last counts
+      {{"--server=", "x"}, "--server needs a value"},
       {{"--params", long120.c_str(), "--voice", "en-us", "x"}, "127"},
       // Pipes and speech marks.
       {{"-f", "-", "-o", "-", "--marks=SRT=m.srt"}, " stdin -> - [] marks:SRT=m.srt"},
