@@ -8,7 +8,9 @@
 #   scripts/package.sh [amd64] [i386]    (default both)
 #
 # Each architecture builds in a copy of the tree, build/deb/<arch>/tavn-VERSION,
-# and its packages land next to it, in build/deb/<arch>/.
+# and its packages land next to it, in build/deb/<arch>/.  An architecture
+# whose packages were built from the same files is not built again
+# (TAVN_PACKAGE_REBUILD=1 builds it all the same).
 #
 # i386 build dependencies: when the engine's i386 libraries are
 # co-installed, dpkg-buildpackage checks and uses them as usual.  When
@@ -37,21 +39,24 @@ if command -v ccache >/dev/null; then
   export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
 fi
 
-# copy_tree DEST: the tracked and new files of the tree, as they are now.
-copy_tree() {
-  rm -rf "$1"
-  mkdir -p "$1"
+# The tracked and new files of the tree, as they are now.
+tree_files() {
   git ls-files -z -co --exclude-standard |
-    while IFS= read -r -d '' f; do [ ! -e "$f" ] || printf '%s\0' "$f"; done |
-    tar -c --null -T - | tar -x -C "$1"
+    while IFS= read -r -d '' f; do [ ! -e "$f" ] || printf '%s\0' "$f"; done
 }
+tree_key=$(tree_files | xargs -0 sha256sum | sha256sum | cut -c1-16)
 
-for arch in "${arches[@]}"; do
-  out=build/deb/$arch
+# build ARCH: the packages of one architecture, messages prefixed with it.
+build() {
+  local arch=$1 out=build/deb/$1 src opts
   src=$out/tavn-$version
-  echo "=== package: $arch"
-  rm -f "$out"/*.deb "$out"/*.changes "$out"/*.buildinfo
-  copy_tree "$src"
+  if [ "${TAVN_PACKAGE_REBUILD:-0}" = 0 ] && [ "$(cat "$out/.tree" 2>/dev/null)" = "$tree_key" ]; then
+    echo "$arch: unchanged since the last build"
+    return 0
+  fi
+  rm -rf "$out"
+  mkdir -p "$src"
+  tree_files | tar -c --null -T - | tar -x -C "$src"
   opts=(-us -uc)
   if [ "$arch" = amd64 ]; then
     opts+=(-b -Pnocheck)
@@ -60,17 +65,34 @@ for arch in "${arches[@]}"; do
     if ! dpkg-checkbuilddeps -ai386 --build-profiles=cross,nocheck 2>/dev/null; then
       TAVN_I386_SYSROOT=$root/build/deps/i386
       [ -f "$TAVN_I386_SYSROOT/.unpacked" ] ||
-        { echo "package.sh: the i386 build dependencies are neither installed nor unpacked" >&2; exit 1; }
+        { echo "$arch: the build dependencies are neither installed nor unpacked" >&2; return 1; }
       TAVN_I386_DPKG_DB=$(scripts/i386-package-db.sh)
       export TAVN_I386_SYSROOT TAVN_I386_DPKG_DB
       opts+=("--admindir=$TAVN_I386_DPKG_DB/admin")
-      echo "i386 build dependencies: unpacked in ${TAVN_I386_SYSROOT#"$root"/}, described by ${TAVN_I386_DPKG_DB#"$root"/}"
+      echo "$arch: build dependencies unpacked in ${TAVN_I386_SYSROOT#"$root"/}, described by ${TAVN_I386_DPKG_DB#"$root"/}"
     fi
   fi
   # Debian's own tools only (a python3 of another origin earlier on PATH
   # would build the Python package).
-  (cd "$src" && PATH=/usr/sbin:/usr/bin:/sbin:/bin nice -n 10 dpkg-buildpackage "${opts[@]}") \
-    > "$out/build.log" 2>&1 ||
-    { tail -n 40 "$out/build.log"; echo "package.sh: the $arch build failed (log: $out/build.log)" >&2; exit 1; }
-  ls "$out"/*.deb
+  if ! (cd "$src" && PATH=/usr/sbin:/usr/bin:/sbin:/bin nice -n 10 dpkg-buildpackage "${opts[@]}") \
+    > "$out/build.log" 2>&1; then
+    tail -n 40 "$out/build.log" | sed "s/^/$arch: /"
+    echo "$arch: the build failed (log: $out/build.log)" >&2
+    return 1
+  fi
+  echo "$tree_key" > "$out/.tree"
+  echo "$arch: built $(cd "$out" && echo *.deb)"
+}
+
+# Both architectures at once: each has stretches that use one core only.
+echo "=== package: ${arches[*]}"
+t=$SECONDS
+pids=()
+for arch in "${arches[@]}"; do
+  build "$arch" &
+  pids+=($!)
 done
+status=0
+for pid in "${pids[@]}"; do wait "$pid" || status=1; done
+echo "=== package: took $((SECONDS - t)) s"
+exit "$status"
