@@ -50,7 +50,9 @@ if [ "$(cat "$db/.stamp" 2>/dev/null)" != "$stamp" ]; then
   echo 1 > "$db/admin/info/format"   # info files named package:architecture
   debs=$(mktemp -d)
   trap 'rm -rf "$debs"' EXIT
-  "$root/scripts/apt.sh" download "$debs" "${packages[@]/%/:i386}" >&2
+  # The mirror's complaints matter only when the download fails.
+  "$root/scripts/apt.sh" download "$debs" "${packages[@]/%/:i386}" > "$debs/apt.log" 2>&1 ||
+    { cat "$debs/apt.log" >&2; exit 1; }
   for deb in "$debs"/*.deb; do record "$deb"; done
   echo "$stamp" > "$db/.stamp"
 fi

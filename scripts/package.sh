@@ -39,9 +39,10 @@ if command -v ccache >/dev/null; then
   export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
 fi
 
-# The tracked and new files of the tree, as they are now.
+# The tracked and new files of the tree, as they are now, less the tests,
+# benchmarks and fuzz targets, which the package build leaves out.
 tree_files() {
-  git ls-files -z -co --exclude-standard |
+  git ls-files -z -co --exclude-standard -- . ':!tests' ':!bench' ':!fuzz' |
     while IFS= read -r -d '' f; do [ ! -e "$f" ] || printf '%s\0' "$f"; done
 }
 tree_key=$(tree_files | xargs -0 sha256sum | sha256sum | cut -c1-16)

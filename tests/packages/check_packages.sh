@@ -101,13 +101,10 @@ cd /
 rm -rf "$work"
 mapfile -t installed < <(dpkg-query -W -f='${db:Status-Abbrev}${Package}:${Architecture}\n' "${ours[@]}" \
   2>/dev/null | sed -n 's/^ii *//p')
-conffiles=$(dpkg-query -W -f='${Conffiles}\n' "${installed[@]}" | awk 'NF { print $1 }' | sort)
 apt_get remove "${installed[@]}"
-left=$(comm -13 <(echo "$before") <(snapshot))
-# Configuration: the conffiles, their folders and the unit's enablement
-# state, which purge removes.
-stray=$(grep -vxF -f <(echo "$conffiles"; echo "$conffiles" | xargs -r -n1 dirname | sort -u) <<<"$left" |
-  grep -v '^/var/lib/systemd/deb-systemd-helper-' || true)
+# Configuration may stay until the purge: files under /etc (the server's
+# settings, its unit's enablement) and systemd's record of that enablement.
+stray=$(comm -13 <(echo "$before") <(snapshot) | grep -v -e '^/etc/' -e '^/var/lib/systemd/deb-systemd-helper-' || true)
 [ -z "$stray" ] || fail "left after remove, besides configuration: $stray"
 apt_get purge "${installed[@]}"
 left=$(comm -13 <(echo "$before") <(snapshot))
