@@ -90,10 +90,42 @@ is_wave py.wav || fail "the Python package wrote no audio"
   fail "tavn.jar lacks com.kavri.talvern"
 
 if [ -n "$has_tavnd" ]; then
-  step "tavnd: user, configuration, unit"
+  step "tavnd: user, configuration, unit, a server that answers"
   getent passwd tavnd | grep -q ':/usr/sbin/nologin$' || fail "no unprivileged user tavnd"
-  [ -f /etc/tavn/tavnd.conf ] || fail "no /etc/tavn/tavnd.conf"
-  systemd-analyze verify /lib/systemd/system/tavnd.service || fail "tavnd.service does not verify"
+  if [ ! -f /etc/tavn/tavnd.conf ] || [ ! -f /usr/share/man/man8/tavnd.8.gz ]; then
+    fail "tavnd lacks its settings or its manual page"
+  fi
+  # The bare root has no man(1) to look the unit's manual page up with.
+  systemd-analyze verify --man=no /lib/systemd/system/tavnd.service || fail "tavnd.service does not verify"
+  # Started as root with the packaged settings on a socket of its own, it
+  # must run as tavnd, report its pool and end on SIGTERM.
+  sock=$work/tavnd.sock
+  tavnd --config /etc/tavn/tavnd.conf --listen "unix:$sock" --user tavnd --workers 1 2> "$work/tavnd.log" &
+  server=$!
+  health=$(timeout 30 /usr/bin/python3 - "$sock" <<'PYEOF' || true
+import http.client, socket, sys, time
+
+class UnixConnection(http.client.HTTPConnection):
+    def connect(self):
+        self.sock = socket.socket(socket.AF_UNIX)
+        self.sock.connect(sys.argv[1])
+
+for _ in range(200):
+    try:
+        c = UnixConnection("localhost")
+        c.request("GET", "/healthz")
+        print(c.getresponse().read().decode())
+        break
+    except OSError:
+        time.sleep(0.1)
+PYEOF
+  )
+  uid=$(awk '/^Uid:/ { print $3 }' "/proc/$server/status" 2>/dev/null || true)   # the effective one
+  kill -TERM "$server"
+  timeout 30 tail --pid="$server" -f /dev/null || fail "tavnd did not end on SIGTERM"
+  wait "$server" || fail "tavnd ended with status $?: $(cat "$work/tavnd.log")"
+  [[ "$health" == *'"status":"ok"'* ]] || fail "tavnd did not answer /healthz: $health $(cat "$work/tavnd.log")"
+  [ "$uid" = "$(id -u tavnd)" ] || fail "tavnd ran as uid '$uid', not as tavnd"
 fi
 
 step "remove: only configuration stays; purge: nothing stays"
