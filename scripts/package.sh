@@ -34,7 +34,9 @@ done
 scripts/deps.sh
 version=$(dpkg-parsechangelog -SVersion)
 DEB_BUILD_OPTIONS="nocheck noautodbgsym parallel=$(nproc)"
-export DEB_BUILD_OPTIONS
+# No debug symbol packages are made, so nothing is compiled for them (the
+# binaries are stripped either way): a good deal faster for the server.
+export DEB_BUILD_OPTIONS DEB_CFLAGS_STRIP=-g DEB_CXXFLAGS_STRIP=-g
 if command -v ccache >/dev/null; then
   export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
 fi
