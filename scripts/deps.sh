@@ -34,7 +34,7 @@ packages=(
   pkg-config file binutils
   # Debian packages (scripts/package.sh, scripts/package-test.sh)
   dpkg-dev debhelper dh-python pybuild-plugin-pyproject python3-all binutils-i686-linux-gnu
-  lintian debootstrap
+  lintian debootstrap zstd
   python3 python3-venv python3-pytest python3-setuptools python3-wheel   # the Python package and its tests
 )
 # The engine's libraries for the i386 build.
