@@ -11,6 +11,7 @@
 #
 #   scripts/deps.sh            everything
 #   scripts/deps.sh --native   only what the x86_64 builds need
+#   scripts/deps.sh --i386-list  print the i386 packages, one a line
 #   TAVN_I386_DEPS=unpack      skip the co-install and unpack right away
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -31,6 +32,9 @@ packages=(
   clang libclang-rt-14-dev                        # fuzz targets
   clang-format shellcheck                         # scripts/lint.sh
   pkg-config file binutils
+  # Debian packages (scripts/package.sh, scripts/package-test.sh)
+  dpkg-dev debhelper dh-python pybuild-plugin-pyproject python3-all binutils-i686-linux-gnu
+  lintian debootstrap zstd
   python3 python3-venv python3-pytest python3-setuptools python3-wheel   # the Python package and its tests
 )
 # The engine's libraries for the i386 build.
@@ -42,6 +46,11 @@ i386_packages=(libespeak-ng-dev libsoxr-dev libspandsp-dev espeak-ng-data
 toolchain_packages=' gcc-12-base libc6 libc6-dev libc-dev-bin libcrypt1 libcrypt-dev libgcc-s1
   libstdc++6 libgomp1 linux-libc-dev libnsl2 libnsl-dev libtirpc3 libtirpc-dev libtirpc-common rpcsvc-proto '
 
+if [ "${1:-}" = --i386-list ]; then
+  printf '%s\n' "${i386_packages[@]}"
+  exit 0
+fi
+
 installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
 
 missing=()
@@ -52,7 +61,9 @@ for p in "${packages[@]}"; do installed "$p" || missing+=("$p"); done
 
 [ "${1:-}" = --native ] && exit 0
 
-sysroot=$root/build/deps/i386
+# The folder as the file system names it: build/deps may be a link to a
+# folder shared between trees, and the stamp and links name this path.
+sysroot=$(realpath -m "$root/build/deps/i386")
 stamp="$sysroot/.unpacked ${i386_packages[*]}"
 all_i386() { for p in "${i386_packages[@]}"; do installed "$p:i386" || return 1; done; }
 

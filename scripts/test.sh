@@ -4,10 +4,11 @@
 # seconds (scripts/fuzz.sh --smoke), then builds and tests the i386
 # product target, native x86_64 (warnings as errors) and x86_64 under
 # ASan + UBSan, checks that both targets' tavn-say speak alike, and runs
-# the concurrency tests under ThreadSanitizer.  The i386 programs run
-# natively where the kernel allows it and under user-mode emulation where
-# it does not (TAVN_I386_EMULATE=1 forces emulation; see
-# scripts/i386-run.sh).
+# the concurrency tests under ThreadSanitizer; last, builds the Debian
+# packages and uses them in a fresh root (scripts/package-test.sh).  The
+# i386 programs run natively where the kernel allows it and under
+# user-mode emulation where it does not (TAVN_I386_EMULATE=1 forces
+# emulation; see scripts/i386-run.sh).
 # Exits non-zero on any failure.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -44,4 +45,10 @@ t=$SECONDS
 TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
   ctest --test-dir build/tsan -L concurrency --output-on-failure -j2
 echo "=== tsan: tests took $((SECONDS - t)) s"
+# The Debian packages of both architectures, installed and used in a bare
+# Debian 12 root.
+echo "=== packages: build, lintian, install and use in a fresh root"
+t=$SECONDS
+scripts/package-test.sh
+echo "=== packages: took $((SECONDS - t)) s"
 echo "All configurations passed in $((SECONDS - start)) s."

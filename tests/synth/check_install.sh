@@ -9,8 +9,9 @@ prefix=$(mktemp -d)
 trap 'rm -rf "$prefix"' EXIT
 cmake --install "$build" --prefix "$prefix" >/dev/null
 libdir=$(ls -d "$prefix"/lib*)
-export LD_LIBRARY_PATH="$libdir:$engine_dir"
-# The engine, libkavritts.so, is not part of the installed tree.
+# The installed tree holds the speech engine (as libkavritts.so) when the
+# build has it; the examples run on the engine of engine_dir, found first.
+export LD_LIBRARY_PATH="$engine_dir:$libdir"
 link_engine="-Wl,-rpath-link,$engine_dir"
 
 export PKG_CONFIG_PATH="$libdir/pkgconfig"
