@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 
 command -v clang-format >/dev/null || scripts/apt.sh install clang-format
 mapfile -t files < <(git ls-files -- '*.c' '*.cpp' '*.h' '*.hpp' |
-                     grep -E '^(synth|log|engines|tools|tests|bench|fuzz|examples)/')
+                     grep -E '^(synth|log|engines|server|tools|tests|bench|fuzz|examples)/')
 if [ "${1:-}" = --check ]; then
   # One clang-format for all the files: each difference is an error that
   # starts with its file's name.
