@@ -26,6 +26,7 @@ packages=(
   flite1-dev flite libmp3lame-dev libopencore-amrnb-dev libvo-amrwbenc-dev ffmpeg
   libexpat1-dev libicu-dev libsndfile1-dev        # SSML reading, spelling numbers, <audio> files
   libcpp-httplib-dev libboost-dev nlohmann-json3-dev   # tavnd's HTTP server, the engine's HTTP client
+  libxxhash-dev                                   # the prompt cache's checksums (header only)
   nginx curl procps psmisc                        # the tavnd farm test, server checks
   systemd                                         # systemd-analyze verify for tavnd's unit
   clang libclang-rt-14-dev                        # fuzz targets
