@@ -22,6 +22,7 @@ fi
 dir=${BUILD_DIR:-build/fuzz}
 targets=(cfg_reader token_map match find_files sentence_splitter engine_params)
 targets+=(say_options say_synch)   # tavn-say's command line and synch-text reader
+targets+=(speech_request)           # tavnd's JSON requests
 
 CC=clang CXX=clang++ cmake -G Ninja -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DTAVN_FUZZ=ON -DTAVN_TESTS=OFF -DTAVN_BENCH=OFF >/dev/null

@@ -174,13 +174,25 @@ bool read_speak(FieldReader& r, const VoiceNames& voices, SpeechRequest* out) {
   return true;
 }
 
-// The parser's own words without its "[json.exception...] " prefix.
-std::string parse_failure(const json::exception& e) {
-  std::string what = e.what();
-  const size_t end = what.find("] ");
-  if (what.rfind("[json.exception", 0) == 0 && end != std::string::npos) what.erase(0, end + 2);
-  return "the body is not valid JSON: " + what;
-}
+// Builds the document as the library's own reader does, but keeps the
+// message of a syntax error instead of throwing it: bad input is common
+// here, and an exception per request costs more than the whole parse.
+class DocumentReader : public nlohmann::detail::json_sax_dom_parser<json> {
+ public:
+  explicit DocumentReader(json& doc) : json_sax_dom_parser(doc, false) {}
+
+  template <class Exception>
+  bool parse_error(size_t, const std::string&, const Exception& e) {
+    // The parser's own words without their "[json.exception...] " prefix.
+    std::string what = e.what();
+    const size_t end = what.find("] ");
+    if (what.rfind("[json.exception", 0) == 0 && end != std::string::npos) what.erase(0, end + 2);
+    failure = "the body is not valid JSON: " + what;
+    return false;
+  }
+
+  std::string failure;
+};
 
 }  // namespace
 
@@ -204,10 +216,9 @@ bool read_speech_request(SpeechRoute route, std::string_view content_type, std::
     return false;
   }
   json doc;
-  try {
-    doc = json::parse(body);
-  } catch (const json::exception& e) {  // parse_error, or out_of_range for 1e999
-    *error = ApiError{400, parse_failure(e), ""};
+  DocumentReader reader(doc);
+  if (!json::sax_parse(body, &reader)) {
+    *error = ApiError{400, reader.failure, ""};
     return false;
   }
   if (!doc.is_object()) {
@@ -215,9 +226,9 @@ bool read_speech_request(SpeechRoute route, std::string_view content_type, std::
     return false;
   }
   *out = SpeechRequest{};
-  FieldReader reader(doc, error);
-  return route == SpeechRoute::kAudioSpeech ? read_audio_speech(reader, voices, out)
-                                            : read_speak(reader, voices, out);
+  FieldReader fields(doc, error);
+  return route == SpeechRoute::kAudioSpeech ? read_audio_speech(fields, voices, out)
+                                            : read_speak(fields, voices, out);
 }
 
 std::string engine_params(const SpeechRequest& request) {
