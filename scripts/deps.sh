@@ -28,6 +28,7 @@ packages=(
   libcpp-httplib-dev libboost-dev nlohmann-json3-dev   # tavnd's HTTP server, the engine's HTTP client
   libxxhash-dev                                   # the prompt cache's checksums (header only)
   nginx curl procps psmisc                        # the tavnd farm test, server checks
+  prometheus                                      # promtool checks tavnd's metrics text
   systemd                                         # systemd-analyze verify for tavnd's unit
   clang libclang-rt-14-dev                        # fuzz targets
   clang-format shellcheck                         # scripts/lint.sh

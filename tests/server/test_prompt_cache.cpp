@@ -36,7 +36,8 @@ std::unique_ptr<PromptCache> open_cache(const std::string& dir, uint64_t max_byt
 bool store(PromptCache& cache, const std::string& name, const std::string& body, const std::string& meta = "m") {
   auto found = cache.find(make_cache_key(name));
   if (found.kind != Kind::kRender) return false;
-  for (size_t i = 0; i < body.size(); i += 7000) found.writer->append(body.data() + i, std::min<size_t>(7000, body.size() - i));
+  for (size_t i = 0; i < body.size(); i += 7000)
+    found.writer->append(body.data() + i, std::min<size_t>(7000, body.size() - i));
   return found.writer->commit(meta);
 }
 
@@ -64,7 +65,8 @@ size_t files_in(const std::string& dir) {
 TEST(PromptCache, StoresAndServesBodiesOfEverySize) {
   Temp_Dir dir;
   auto cache = open_cache(dir.path(), 8 << 20);
-  const std::string sizes[] = {"", "x", std::string(70000, 'a'), std::string(1500000, 'b')};  // the last is read from disk
+  const std::string sizes[] = {"", "x", std::string(70000, 'a'),
+                               std::string(1500000, 'b')};  // the last is read from disk
   for (size_t i = 0; i < std::size(sizes); ++i) {
     std::string body = sizes[i];
     for (size_t j = 0; j < body.size(); j += 997) body[j] = static_cast<char>(j);
@@ -152,10 +154,8 @@ TEST(PromptCache, DamagedEntriesAreDroppedAndRenderedAgain) {
     const std::string path = entry_path(dir, "k");
     std::string bytes = read_file(path);
     ASSERT_EQ(bytes.size(), file_size);
-    if (c.offset < 0 || std::string(c.what) == "cut to nothing")
-      bytes.resize(static_cast<size_t>(-c.offset));
-    else
-      bytes[static_cast<size_t>(c.offset)] ^= 0x10;
+    if (c.offset < 0 || std::string(c.what) == "cut to nothing") bytes.resize(static_cast<size_t>(-c.offset));
+    else bytes[static_cast<size_t>(c.offset)] ^= 0x10;
     dir.write(make_cache_key("k").hex() + ".entry", bytes);
     EXPECT_EQ(fetch(*cache, "k"), "miss");
     EXPECT_FALSE(exists(path));
@@ -292,7 +292,12 @@ TEST(CacheKey, EverySettingThatChangesTheAudioChangesTheKey) {
       {"volume", [](SpeechRequest* r) { r->volume = 99; }, false},
       {"row", [](SpeechRequest* r) { r->output.row = 5; }, false},
       {"header", [](SpeechRequest* r) { r->output.raw = true; }, false},
-      {"text into voice", [](SpeechRequest* r) { r->voice = "enHello."; r->text = ""; }, false},
+      {"text into voice",
+       [](SpeechRequest* r) {
+         r->voice = "enHello.";
+         r->text = "";
+       },
+       false},
       {"model", [](SpeechRequest* r) { r->model = "tts-1-hd"; }, true},
       {"marks", [](SpeechRequest* r) { r->marks = true; }, true},
   };

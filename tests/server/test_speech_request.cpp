@@ -110,8 +110,8 @@ TEST(SpeechRequest, RefusesBodiesThatAreNotAJsonObject) {
       {"{", "application/json", "400 : the body is not valid JSON: parse error at line 1, column 2"},
       {"", "application/json", "400 : the body is not valid JSON"},
       {"[1,2]", "application/json", "400 : the body must be a JSON object"},
-      {"{\"text\":\"caf\xc3\"}", "application/json", "400 : the body is not valid JSON"},          // cut UTF-8
-      {"{\"text\":\"\xed\xa0\x80\"}", "application/json", "400 : the body is not valid JSON"},     // a surrogate
+      {"{\"text\":\"caf\xc3\"}", "application/json", "400 : the body is not valid JSON"},         // cut UTF-8
+      {"{\"text\":\"\xed\xa0\x80\"}", "application/json", "400 : the body is not valid JSON"},    // a surrogate
       {R"({"text":"\ud800"})", "application/json", "400 : the body is not valid JSON"},           // lone escape
       {R"({"text":"Hi","rate":1e999})", "application/json", "400 : the body is not valid JSON"},  // overflow
       {R"({"text":"Hi"} {"text":"Ho"})", "application/json", "400 : the body is not valid JSON"},
@@ -173,8 +173,17 @@ TEST(AudioOutput, MediaTypesExtensionsAndRowNames) {
   const struct {
     const char* name;
     int row;  // -1: refused
-  } names[] = {{"0", 4}, {"30", 30}, {"05", 5}, {"31", -1}, {"100", -1}, {"", -1}, {"TTS_ADF_DEFAULT", 4},
-               {"vox8k1c", 22}, {"TTS_ADF_VOX8K1C ", -1}, {"TTS_ADF_", -1}, {"-1", -1}};
+  } names[] = {{"0", 4},
+               {"30", 30},
+               {"05", 5},
+               {"31", -1},
+               {"100", -1},
+               {"", -1},
+               {"TTS_ADF_DEFAULT", 4},
+               {"vox8k1c", 22},
+               {"TTS_ADF_VOX8K1C ", -1},
+               {"TTS_ADF_", -1},
+               {"-1", -1}};
   for (const auto& n : names) {
     uint32_t row = 99;
     EXPECT_EQ(find_format_row(n.name, &row) ? static_cast<int>(row) : -1, n.row) << n.name;
