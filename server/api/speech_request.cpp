@@ -105,7 +105,8 @@ bool read_voice(FieldReader& r, const VoiceNames& voices, bool required, std::st
   if (!r.string("voice", required, voice)) return false;
   if (voices.count(*voice) != 0) return true;
   const auto it = std::find_if(voices.begin(), voices.end(), [&](const std::string& name) {
-    return name.size() == voice->size() && strncasecmp(name.data(), voice->data(), name.size()) == 0;
+    return name.size() == voice->size() &&
+           strncasecmp(name.data(), voice->data(), name.size()) == 0;
   });
   if (it != voices.end()) {
     *voice = *it;
@@ -168,7 +169,8 @@ bool read_speak(FieldReader& r, const VoiceNames& voices, SpeechRequest* out) {
   std::string marks = "none";
   if (!r.string("marks", false, &marks)) return false;
   if (marks != "none" && marks != "json") {
-    return r.fail("marks", "marks " + quote_value(marks) + " is not supported; supported: none, json");
+    return r.fail("marks",
+                  "marks " + quote_value(marks) + " is not supported; supported: none, json");
   }
   out->marks = marks == "json";
   return true;

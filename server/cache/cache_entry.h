@@ -23,7 +23,7 @@ namespace tavn::server {
 
 constexpr size_t kEntryHeaderBytes = 32;
 constexpr uint32_t kEntryVersion = 1;
-constexpr uint32_t kMaxKeyBytes = 1u << 20;   // a key is a request: far below this
+constexpr uint32_t kMaxKeyBytes = 1u << 20;  // a key is a request: far below this
 constexpr uint32_t kMaxMetaBytes = 16u << 20;
 
 struct EntryHeader {
@@ -32,7 +32,9 @@ struct EntryHeader {
   uint64_t body_length = 0;
   uint64_t checksum = 0;
 
-  uint64_t file_length() const { return kEntryHeaderBytes + key_length + body_length + meta_length; }
+  uint64_t file_length() const {
+    return kEntryHeaderBytes + key_length + body_length + meta_length;
+  }
 };
 
 void encode_entry_header(const EntryHeader& header, uint8_t out[kEntryHeaderBytes]);

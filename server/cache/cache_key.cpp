@@ -41,9 +41,8 @@ CacheKey make_cache_key(std::string material) {
 
 CacheKey speech_cache_key(const SpeechRequest& r, std::string_view engine_version) {
   // A JSON array: every field delimited, so no two requests give one text.
-  const nlohmann::json fields = {"tavn-prompt/1", engine_version,  r.voice,
-                                 r.rate,          r.pitch,         r.volume,
-                                 r.output.row,    r.output.raw,    r.text};
+  const nlohmann::json fields = {"tavn-prompt/1", engine_version, r.voice,      r.rate, r.pitch,
+                                 r.volume,        r.output.row,   r.output.raw, r.text};
   return make_cache_key(fields.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 

@@ -21,7 +21,7 @@ namespace {
 
 constexpr size_t kChunkBytes = 64 * 1024;
 constexpr uint64_t kInMemoryBytes = 1 << 20;  // bodies up to this are kept from the check
-constexpr int64_t kTouchSeconds = 60;          // a hit refreshes the file's time this seldom
+constexpr int64_t kTouchSeconds = 60;         // a hit refreshes the file's time this seldom
 constexpr char kEntrySuffix[] = ".entry";
 constexpr char kTmpSuffix[] = ".tmp";
 
@@ -223,8 +223,8 @@ bool PromptCache::Writer::commit(std::string_view meta) {
   header.body_length = body_length_;
   if (rewritten_) {  // the streamed hash no longer describes the bytes: read them back
     XXH3_64bits_reset(&hash_->state);
-    if (!hash_range(fd_, kEntryHeaderBytes, header.file_length() - kEntryHeaderBytes,
-                    &hash_->state, nullptr)) {
+    if (!hash_range(fd_, kEntryHeaderBytes, header.file_length() - kEntryHeaderBytes, &hash_->state,
+                    nullptr)) {
       drop(true);
       return false;
     }
@@ -253,7 +253,8 @@ bool PromptCache::Writer::commit(std::string_view meta) {
 std::unique_ptr<PromptCache> PromptCache::open(const Options& options, std::string* why) {
   std::unique_ptr<PromptCache> cache(new PromptCache(options));
   Options& o = cache->options_;
-  if (o.max_entry_bytes == 0 || o.max_entry_bytes > o.max_bytes) o.max_entry_bytes = o.max_bytes / 8;
+  if (o.max_entry_bytes == 0 || o.max_entry_bytes > o.max_bytes)
+    o.max_entry_bytes = o.max_bytes / 8;
   std::error_code ec;
   std::filesystem::create_directories(o.dir, ec);
   if (ec) {
@@ -361,8 +362,7 @@ std::unique_ptr<PromptCache::Entry> PromptCache::read_entry(const CacheKey& key,
   uint8_t bytes[kEntryHeaderBytes];
   EntryHeader h;
   if (!pread_all(entry->fd_, bytes, sizeof bytes, 0) || !decode_entry_header(bytes, &h) ||
-      h.file_length() != static_cast<uint64_t>(st.st_size) ||
-      h.key_length != key.material.size()) {
+      h.file_length() != static_cast<uint64_t>(st.st_size) || h.key_length != key.material.size()) {
     return nullptr;
   }
   std::string stored_key;

@@ -57,10 +57,10 @@ namespace tavn::server {
 class PromptCache {
  public:
   struct Options {
-    std::string dir;                      // made if missing
-    uint64_t max_bytes = 256ull << 20;    // sum of the entries' file sizes
-    uint64_t max_entries = 100000;        // bounds the index's memory
-    uint64_t max_entry_bytes = 0;         // 0: max_bytes / 8
+    std::string dir;                    // made if missing
+    uint64_t max_bytes = 256ull << 20;  // sum of the entries' file sizes
+    uint64_t max_entries = 100000;      // bounds the index's memory
+    uint64_t max_entry_bytes = 0;       // 0: max_bytes / 8
   };
 
   struct Stats {
@@ -158,9 +158,9 @@ class PromptCache {
 
   struct Lookup {
     enum Kind { kHit, kRender, kWait } kind = kRender;
-    std::unique_ptr<Entry> entry;     // kHit
-    std::unique_ptr<Writer> writer;   // kRender
-    std::shared_ptr<Flight> flight;   // kWait
+    std::unique_ptr<Entry> entry;    // kHit
+    std::unique_ptr<Writer> writer;  // kRender
+    std::shared_ptr<Flight> flight;  // kWait
   };
 
   // Opens (or makes) the folder, removes leftover temporaries, indexes the

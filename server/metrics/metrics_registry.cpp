@@ -11,8 +11,8 @@ namespace {
 bool valid_name(std::string_view name, bool label) {
   if (name.empty() || (name[0] >= '0' && name[0] <= '9')) return false;
   return std::all_of(name.begin(), name.end(), [label](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           c == '_' || (c == ':' && !label);
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+           (c == ':' && !label);
   });
 }
 
@@ -38,7 +38,8 @@ std::string escaped(std::string_view s, bool label_value) {
 }
 
 // `{a="x",b="y"}`; "" for no labels.
-std::string label_set(const std::vector<std::string>& names, const std::vector<std::string>& values) {
+std::string label_set(const std::vector<std::string>& names,
+                      const std::vector<std::string>& values) {
   std::string out;
   for (size_t i = 0; i < names.size(); ++i) {
     out += out.empty() ? "{" : ",";
@@ -186,7 +187,8 @@ std::string MetricsRegistry::render() const {
       out += m->name + " " + number(m->read()) + "\n";
     } else if (m->family) {
       for (const auto& [values, v] : m->family->values()) {
-        out += m->name + label_set(m->family->label_names(), values) + " " + std::to_string(v) + "\n";
+        out +=
+            m->name + label_set(m->family->label_names(), values) + " " + std::to_string(v) + "\n";
       }
     } else if (m->histogram) {
       const Histogram::Snapshot s = m->histogram->snapshot();

@@ -95,8 +95,7 @@ class MetricsRegistry {
                        std::vector<double> bounds);
   // Metrics read from elsewhere when rendered (e.g. the cache's own
   // counts); `read` runs on the rendering thread and must be thread-safe.
-  void counter_fn(const std::string& name, const std::string& help,
-                  std::function<uint64_t()> read);
+  void counter_fn(const std::string& name, const std::string& help, std::function<uint64_t()> read);
   void gauge_fn(const std::string& name, const std::string& help, std::function<double()> read);
 
   // Every metric in registration order, as text.

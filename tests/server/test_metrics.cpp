@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -51,8 +50,14 @@ TEST(Metrics, RefusesFaultyRegistrations) {
       {"label le", [](MetricsRegistry& m) { m.counter_family("f_total", "x", {"le"}); }},
       {"label colon", [](MetricsRegistry& m) { m.counter_family("g_total", "x", {"a:b"}); }},
       {"reserved label", [](MetricsRegistry& m) { m.counter_family("h_total", "x", {"__name"}); }},
-      {"label count", [](MetricsRegistry& m) { m.counter_family("i_total", "x", {"a", "b"}).with({"1"}); }},
-      {"bounds", [](MetricsRegistry& m) { m.histogram("j", "x", {1, 1}); }},
+      {"label count",
+       [](MetricsRegistry& m) {
+         m.counter_family("i_total", "x", {"a", "b"}).with({"1"});
+       }},
+      {"bounds",
+       [](MetricsRegistry& m) {
+         m.histogram("j", "x", {1, 1});
+       }},
   };
   for (const auto& c : cases) EXPECT_THROW(c.call(r), std::invalid_argument) << c.what;
 }
@@ -109,13 +114,9 @@ TEST(Metrics, ServerMetricsPassPromtool) {
   EXPECT_NE(text.find("tavnd_cache_misses_total 1\n"), std::string::npos) << text;
   EXPECT_NE(text.find("tavnd_http_requests_total{route=\"other\",status=\"404\"} 1\n"), std::string::npos) << text;
   const std::string file = dir.write("metrics.txt", text);
-  const std::string command = "/usr/bin/promtool check metrics < " + file + " 2>&1";
-  FILE* p = popen(command.c_str(), "r");
-  ASSERT_NE(p, nullptr);
-  std::string said;
-  char buffer[512];
-  while (fgets(buffer, sizeof buffer, p) != nullptr) said += buffer;
-  EXPECT_EQ(pclose(p), 0) << said << text;
+  int status = 0;
+  const std::string said = run_command("/usr/bin/promtool check metrics < " + file + " 2>&1", &status);
+  EXPECT_EQ(status, 0) << said << text;
   EXPECT_EQ(said, "");
 }
 
