@@ -6,6 +6,7 @@
 #include "server/api/api_error.h"
 #include "server/api/audio_output.h"
 #include "server/api/speech_request.h"
+#include "server/api/voice_catalog.h"
 
 namespace tavn::server {
 namespace {
@@ -188,6 +189,21 @@ TEST(AudioOutput, MediaTypesExtensionsAndRowNames) {
     uint32_t row = 99;
     EXPECT_EQ(find_format_row(n.name, &row) ? static_cast<int>(row) : -1, n.row) << n.name;
   }
+}
+
+TEST(VoiceCatalog, ReadsTheEngineListAndAnswersWithVoicesAndFormats) {
+  const auto voices = parse_voice_list(
+      "en\ten\t22050\nflite:slt\ten-us\t16000\n"
+      "broken line\n\tno-name\t1\nbad-rate\tde\t22k\nde\tde\t22050");  // the last without a line end
+  ASSERT_EQ(voices.size(), 3u);
+  EXPECT_EQ(voice_names(voices), (VoiceNames{"de", "en", "flite:slt"}));
+  const auto doc = nlohmann::json::parse(voices_json(voices));
+  EXPECT_EQ(doc["voices"][1], nlohmann::json::parse(
+                                  R"({"name":"flite:slt","language":"en-us","sample_rate":16000,"backend":"flite"})"));
+  EXPECT_EQ(doc["voices"][2]["backend"], "espeak-ng");
+  ASSERT_EQ(doc["formats"].size(), 30u);
+  EXPECT_EQ(doc["formats"][11], nlohmann::json::parse(
+                                    R"({"row":12,"name":"ULAW8K1C","media_type":"audio/wav","extension":"wav"})"));
 }
 
 }  // namespace
