@@ -29,6 +29,7 @@ packages=(
   libxxhash-dev                                   # the prompt cache's checksums (header only)
   nginx curl procps psmisc                        # the tavnd farm test, server checks
   prometheus                                      # promtool checks tavnd's metrics text
+  chromium                                        # the listening page's browser test
   systemd                                         # systemd-analyze verify for tavnd's unit
   clang libclang-rt-14-dev                        # fuzz targets
   clang-format shellcheck                         # scripts/lint.sh

@@ -74,7 +74,8 @@ std::string AudioStream::final_header() const {
   if (out_.raw || header_.empty()) return "";
   std::string h = header_;
   // Block align (bytes per sample frame) from the format chunk.
-  const uint32_t align = h.size() >= 34 ? (static_cast<uint8_t>(h[32]) | static_cast<uint8_t>(h[33]) << 8) : 1;
+  const uint32_t align =
+      h.size() >= 34 ? (static_cast<uint8_t>(h[32]) | static_cast<uint8_t>(h[33]) << 8) : 1;
   const uint64_t riff = h.size() + audio_bytes_ - 8;
   if (!set_wave_sizes(&h, clamp32(riff), clamp32(audio_bytes_),
                       clamp32(audio_bytes_ / std::max<uint32_t>(align, 1)))) {

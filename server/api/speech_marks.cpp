@@ -23,7 +23,8 @@ double audio_byte_rate(uint32_t row) {
 }
 
 uint64_t SpeechMarks::now_ms() const {
-  return byte_rate_ > 0 ? static_cast<uint64_t>(std::llround(audio_bytes_ * 1000.0 / byte_rate_)) : 0;
+  return byte_rate_ > 0 ? static_cast<uint64_t>(std::llround(audio_bytes_ * 1000.0 / byte_rate_))
+                        : 0;
 }
 
 void SpeechMarks::add_sentence(uint32_t begin, uint32_t end, uint64_t audio_bytes) {

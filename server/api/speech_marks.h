@@ -34,7 +34,8 @@ double audio_byte_rate(uint32_t row);
 
 class SpeechMarks {
  public:
-  SpeechMarks(uint32_t row, std::string_view text) : byte_rate_(audio_byte_rate(row)), text_(text) {}
+  SpeechMarks(uint32_t row, std::string_view text)
+      : byte_rate_(audio_byte_rate(row)), text_(text) {}
 
   // One sentence's piece: its byte offsets in the text and the audio bytes
   // it carried (AudioStream::add_piece's result).  Pieces without a

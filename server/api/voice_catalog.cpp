@@ -17,7 +17,8 @@ std::vector<VoiceInfo> parse_voice_list(std::string_view listing) {
     const size_t tab2 = tab1 == std::string_view::npos ? tab1 : line.find('\t', tab1 + 1);
     if (tab2 == std::string_view::npos || tab1 == 0) continue;
     const std::string_view rate = line.substr(tab2 + 1);
-    if (rate.empty() || rate.size() > 6 || rate.find_first_not_of("0123456789") != std::string_view::npos)
+    if (rate.empty() || rate.size() > 6 ||
+        rate.find_first_not_of("0123456789") != std::string_view::npos)
       continue;
     VoiceInfo v;
     v.name = line.substr(0, tab1);
@@ -46,10 +47,11 @@ std::string voices_json(const std::vector<VoiceInfo>& voices) {
   nlohmann::json formats = nlohmann::json::array();
   for (uint32_t row = kFirstRow; row <= kLastRow; ++row) {
     const AudioOutput out{row, false};
-    formats.push_back({{"row", row},
-                       {"name", std::string(audio_format_table[row].name).substr(8)},  // no TTS_ADF_
-                       {"media_type", media_type(out)},
-                       {"extension", file_extension(out)}});
+    formats.push_back(
+        {{"row", row},
+         {"name", std::string(audio_format_table[row].name).substr(8)},  // no TTS_ADF_
+         {"media_type", media_type(out)},
+         {"extension", file_extension(out)}});
   }
   return nlohmann::json{{"voices", std::move(list)}, {"formats", std::move(formats)}}.dump(
       -1, ' ', false, nlohmann::json::error_handler_t::replace);

@@ -180,6 +180,9 @@
   async function speak(event) {
     event.preventDefault();
     clearError();
+    player.pause();
+    marks = [];
+    transcript.textContent = 'Sentences light up here as they are spoken.';
     setBusy(true, 'Speaking...');
     try {
       const response = await post(true);

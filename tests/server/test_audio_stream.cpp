@@ -93,7 +93,7 @@ TEST(AudioStream, RefusesHeadersItCannotPatch) {
 
 TEST(SpeechMarks, TimesSentencesFromTheAudioBeforeThem) {
   const std::string text = "First one. Second one here.";
-  SpeechMarks marks(4, text);  // 32000 bytes a second
+  SpeechMarks marks(4, text);   // 32000 bytes a second
   marks.add_sentence(0, 0, 0);  // the header piece
   marks.add_sentence(0, 10, 32000);
   marks.add_mark("here", 23);
@@ -114,8 +114,8 @@ TEST(SpeechMarks, ByteRatesOfEveryKindOfRow) {
   const struct {
     uint32_t row;
     double rate;
-  } cases[] = {{1, 8000}, {4, 32000}, {12, 8000}, {17, 4000}, {19, 3000}, {21, 3000}, {24, 1600},
-               {26, 3050}, {27, 2000}, {29, 3000}, {30, 4000}, {0, 0}, {31, 0}};
+  } cases[] = {{1, 8000},  {4, 32000}, {12, 8000}, {17, 4000}, {19, 3000}, {21, 3000}, {24, 1600},
+               {26, 3050}, {27, 2000}, {29, 3000}, {30, 4000}, {0, 0},     {31, 0}};
   for (const auto& c : cases) EXPECT_EQ(audio_byte_rate(c.row), c.rate) << c.row;
 }
 

@@ -198,12 +198,12 @@ TEST(VoiceCatalog, ReadsTheEngineListAndAnswersWithVoicesAndFormats) {
   ASSERT_EQ(voices.size(), 3u);
   EXPECT_EQ(voice_names(voices), (VoiceNames{"de", "en", "flite:slt"}));
   const auto doc = nlohmann::json::parse(voices_json(voices));
-  EXPECT_EQ(doc["voices"][1], nlohmann::json::parse(
-                                  R"({"name":"flite:slt","language":"en-us","sample_rate":16000,"backend":"flite"})"));
+  EXPECT_EQ(doc["voices"][1],
+            nlohmann::json::parse(R"({"name":"flite:slt","language":"en-us","sample_rate":16000,"backend":"flite"})"));
   EXPECT_EQ(doc["voices"][2]["backend"], "espeak-ng");
   ASSERT_EQ(doc["formats"].size(), 30u);
-  EXPECT_EQ(doc["formats"][11], nlohmann::json::parse(
-                                    R"({"row":12,"name":"ULAW8K1C","media_type":"audio/wav","extension":"wav"})"));
+  EXPECT_EQ(doc["formats"][11],
+            nlohmann::json::parse(R"({"row":12,"name":"ULAW8K1C","media_type":"audio/wav","extension":"wav"})"));
 }
 
 }  // namespace
