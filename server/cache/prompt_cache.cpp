@@ -333,7 +333,7 @@ void PromptCache::add_locked(const Hash128& h, uint64_t bytes, int64_t touched) 
   bytes_ += bytes;
 }
 
-void PromptCache::remove_locked(const Hash128& h, bool unlink_file) {
+void PromptCache::remove_locked(Hash128 h, bool unlink_file) {
   const auto it = index_.find(h);
   if (it == index_.end()) return;
   bytes_ -= it->second.bytes;

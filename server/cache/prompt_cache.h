@@ -197,7 +197,7 @@ class PromptCache {
   // (damaged) and `*inode` the file that was read.
   std::unique_ptr<Entry> read_entry(const CacheKey& key, int* fault, ino_t* inode) const;
   void add_locked(const Hash128& h, uint64_t bytes, int64_t touched);
-  void remove_locked(const Hash128& h, bool unlink_file);
+  void remove_locked(Hash128 h, bool unlink_file);  // by value: `h` may live in lru_
   void evict_locked();
   // Takes out of the index an entry whose file `inode` was missing or damaged.
   void forget(const Hash128& h, ino_t inode, bool corrupt);

@@ -244,13 +244,17 @@ TEST(PromptCacheConcurrency, IdenticalRequestsRenderOnce) {
     SCOPED_TRACE(commit ? "the rendering is stored" : "the rendering fails");
     const std::string name = commit ? "stored" : "failed";
     std::atomic<int> renders{0}, served{0}, on_your_own{0}, callbacks{0};
+    const uint64_t waits_before = cache->stats().waits;
     std::vector<std::thread> threads;
     for (int t = 0; t < 8; ++t) {
       threads.emplace_back([&] {
         auto found = cache->find(make_cache_key(name));
         if (found.kind == Kind::kRender) {
           renders++;
-          std::this_thread::sleep_for(std::chrono::milliseconds(100));  // the others arrive meanwhile
+          // Render only once the seven others wait (bounded, should a thread never come).
+          const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+          while (cache->stats().waits < waits_before + 7 && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
           found.writer->append(body.data(), body.size());
           if (commit) found.writer->commit("");
           return;
@@ -264,7 +268,6 @@ TEST(PromptCacheConcurrency, IdenticalRequestsRenderOnce) {
         }
         if (fetch(*cache, name) == body) served++;
       });
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     for (auto& t : threads) t.join();
     EXPECT_EQ(renders, 1);
