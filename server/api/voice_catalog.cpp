@@ -7,8 +7,8 @@
 
 namespace tavn::server {
 
-std::vector<VoiceInfo> parse_voice_list(std::string_view listing) {
-  std::vector<VoiceInfo> voices;
+std::vector<VoiceEntry> parse_voice_list(std::string_view listing) {
+  std::vector<VoiceEntry> voices;
   while (!listing.empty()) {
     const size_t nl = std::min(listing.find('\n'), listing.size());
     const std::string_view line = listing.substr(0, nl);
@@ -20,7 +20,7 @@ std::vector<VoiceInfo> parse_voice_list(std::string_view listing) {
     if (rate.empty() || rate.size() > 6 ||
         rate.find_first_not_of("0123456789") != std::string_view::npos)
       continue;
-    VoiceInfo v;
+    VoiceEntry v;
     v.name = line.substr(0, tab1);
     v.language = line.substr(tab1 + 1, tab2 - tab1 - 1);
     v.sample_rate = static_cast<uint32_t>(std::stoul(std::string(rate)));
@@ -30,15 +30,15 @@ std::vector<VoiceInfo> parse_voice_list(std::string_view listing) {
   return voices;
 }
 
-VoiceNames voice_names(const std::vector<VoiceInfo>& voices) {
+VoiceNames voice_names(const std::vector<VoiceEntry>& voices) {
   VoiceNames names;
-  for (const VoiceInfo& v : voices) names.insert(v.name);
+  for (const VoiceEntry& v : voices) names.insert(v.name);
   return names;
 }
 
-std::string voices_json(const std::vector<VoiceInfo>& voices) {
+std::string voices_json(const std::vector<VoiceEntry>& voices) {
   nlohmann::json list = nlohmann::json::array();
-  for (const VoiceInfo& v : voices) {
+  for (const VoiceEntry& v : voices) {
     list.push_back({{"name", v.name},
                     {"language", v.language},
                     {"sample_rate", v.sample_rate},

@@ -20,7 +20,7 @@
 
 namespace tavn::server {
 
-struct VoiceInfo {
+struct VoiceEntry {
   std::string name;
   std::string language;
   uint32_t sample_rate = 0;
@@ -29,12 +29,12 @@ struct VoiceInfo {
 
 // Reads "NAME\tLANGUAGE\tSAMPLE_RATE\n" lines (TTSListVoices); a line
 // without three fields or with a rate that is not a number is skipped.
-std::vector<VoiceInfo> parse_voice_list(std::string_view listing);
+std::vector<VoiceEntry> parse_voice_list(std::string_view listing);
 
-VoiceNames voice_names(const std::vector<VoiceInfo>& voices);
+VoiceNames voice_names(const std::vector<VoiceEntry>& voices);
 
 // The GET /v1/voices answer above.
-std::string voices_json(const std::vector<VoiceInfo>& voices);
+std::string voices_json(const std::vector<VoiceEntry>& voices);
 
 }  // namespace tavn::server
 

@@ -50,36 +50,12 @@ bool parse_entry_name(std::string_view name, uint64_t* high, uint64_t* low) {
   return true;
 }
 
-bool write_all(int fd, const void* data, size_t n) {
-  const char* p = static_cast<const char*>(data);
+// Repeats `io(pointer, count, offset)` (a read or write call) until `n`
+// bytes have moved; false on an error or an early end.
+template <class Io>
+bool move_all(char* p, size_t n, uint64_t offset, Io io) {
   while (n > 0) {
-    const ssize_t w = ::write(fd, p, n);
-    if (w < 0 && errno == EINTR) continue;
-    if (w <= 0) return false;
-    p += w;
-    n -= static_cast<size_t>(w);
-  }
-  return true;
-}
-
-bool pwrite_all(int fd, const void* data, size_t n, uint64_t offset) {
-  const char* p = static_cast<const char*>(data);
-  while (n > 0) {
-    const ssize_t w = ::pwrite(fd, p, n, static_cast<off_t>(offset));
-    if (w < 0 && errno == EINTR) continue;
-    if (w <= 0) return false;
-    p += w;
-    n -= static_cast<size_t>(w);
-    offset += static_cast<uint64_t>(w);
-  }
-  return true;
-}
-
-// Reads exactly `n` bytes at `offset`; false on an error or an early end.
-bool pread_all(int fd, void* data, size_t n, uint64_t offset) {
-  char* p = static_cast<char*>(data);
-  while (n > 0) {
-    const ssize_t r = ::pread(fd, p, n, static_cast<off_t>(offset));
+    const ssize_t r = io(p, n, static_cast<off_t>(offset));
     if (r < 0 && errno == EINTR) continue;
     if (r <= 0) return false;
     p += r;
@@ -87,6 +63,22 @@ bool pread_all(int fd, void* data, size_t n, uint64_t offset) {
     offset += static_cast<uint64_t>(r);
   }
   return true;
+}
+
+bool write_all(int fd, const void* data, size_t n) {
+  return move_all(const_cast<char*>(static_cast<const char*>(data)), n, 0,
+                  [fd](char* p, size_t k, off_t) { return ::write(fd, p, k); });
+}
+
+bool pwrite_all(int fd, const void* data, size_t n, uint64_t offset) {
+  return move_all(const_cast<char*>(static_cast<const char*>(data)), n, offset,
+                  [fd](char* p, size_t k, off_t at) { return ::pwrite(fd, p, k, at); });
+}
+
+// Reads exactly `n` bytes at `offset`.
+bool pread_all(int fd, void* data, size_t n, uint64_t offset) {
+  return move_all(static_cast<char*>(data), n, offset,
+                  [fd](char* p, size_t k, off_t at) { return ::pread(fd, p, k, at); });
 }
 
 // Feeds `n` bytes of `fd` from `offset` into `state`, optionally keeping them.

@@ -177,19 +177,28 @@
     if (!player.paused && !player.ended) requestAnimationFrame(followPlayback);
   }
 
-  async function speak(event) {
-    event.preventDefault();
+  // Posts the form, with or without marks, and hands a successful answer
+  // to `use`; a refusal or a failure shows its message.
+  async function send(withMarks, busyText, use) {
     clearError();
+    setBusy(true, busyText);
+    try {
+      const response = await post(withMarks);
+      if (response.ok) await use(response);
+      else showError(await errorOf(response));
+    } catch (e) {
+      showError(e && e.message ? e.message : String(e));
+    } finally {
+      setBusy(false);
+    }
+  }
+
+  function speak(event) {
+    event.preventDefault();
     player.pause();
     marks = [];
     transcript.textContent = 'Sentences light up here as they are spoken.';
-    setBusy(true, 'Speaking...');
-    try {
-      const response = await post(true);
-      if (!response.ok) {
-        showError(await errorOf(response));
-        return;
-      }
+    return send(true, 'Speaking...', async (response) => {
       const answer = await response.json();
       marks = answer.marks || [];
       showTranscript(text.value, marks);
@@ -199,22 +208,11 @@
       }
       player.src = answer.audio_url;
       await player.play();
-    } catch (e) {
-      showError(e && e.message ? e.message : String(e));
-    } finally {
-      setBusy(false);
-    }
+    });
   }
 
-  async function download() {
-    clearError();
-    setBusy(true, 'Rendering...');
-    try {
-      const response = await post(false);
-      if (!response.ok) {
-        showError(await errorOf(response));
-        return;
-      }
+  function download() {
+    return send(false, 'Rendering...', async (response) => {
       const blob = await response.blob();
       const row = formats.find((f) => String(f.row) === format.value);
       const link = document.createElement('a');
@@ -224,11 +222,7 @@
       link.click();
       link.remove();
       setTimeout(() => URL.revokeObjectURL(link.href), 60000);
-    } catch (e) {
-      showError(e && e.message ? e.message : String(e));
-    } finally {
-      setBusy(false);
-    }
+    });
   }
 
   form.addEventListener('submit', speak);
