@@ -25,7 +25,7 @@ packages=(
   # (ffprobe) are the references and decoders of its tests
   flite1-dev flite libmp3lame-dev libopencore-amrnb-dev libvo-amrwbenc-dev ffmpeg
   libexpat1-dev libicu-dev libsndfile1-dev        # SSML reading, spelling numbers, <audio> files
-  libcpp-httplib-dev libboost-dev nlohmann-json3-dev   # tavnd's HTTP server, the engine's HTTP client
+  libboost-dev nlohmann-json3-dev                 # HTTP (Boost.Beast) for tavnd and the engine's client
   libxxhash-dev                                   # the prompt cache's checksums (header only)
   nginx curl procps psmisc                        # the tavnd farm test, server checks
   prometheus                                      # promtool checks tavnd's metrics text

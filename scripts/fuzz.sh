@@ -20,7 +20,8 @@ if [ "$seconds" = --smoke ]; then
   seconds=5
 fi
 dir=${BUILD_DIR:-build/fuzz}
-targets=(cfg_reader token_map match find_files sentence_splitter engine_params)
+targets=(cfg_reader token_map match find_files sentence_splitter engine_params wire_format)
+targets+=(server_config)           # tavnd's configuration and the parameters it passes on
 targets+=(say_options say_synch)   # tavn-say's command line and synch-text reader
 targets+=(speech_request)           # tavnd's JSON requests
 

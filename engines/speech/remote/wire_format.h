@@ -79,8 +79,10 @@ bool encode_request(const Request& request, std::string* out);
 
 // Reads a whole request body.  Returns true and fills `*out`; false with a
 // one-line reason in `*why` for a bad magic, another version (the reason
-// names both versions), a bad kind, lengths that disagree with the body or
-// exceed their limits.
+// names both versions), a bad kind, a kCheck carrying text, lengths that
+// disagree with the body or exceed their limits.  The format is not judged
+// here: the engine that speaks the request refuses a bad one with its own
+// code.
 bool decode_request(std::string_view body, Request* out, std::string* why);
 
 // Appends the stream header, or one frame, to `*out`.
@@ -94,12 +96,17 @@ class FrameReader {
  public:
   static constexpr size_t kMaxFrameBytes = 16u << 20;
 
-  // Appends `data` to what is buffered.
+  // Appends `data` to what is buffered (nothing after a -1).
   void feed(const char* data, size_t length);
 
   // 1: a whole frame was taken into `*out`; 0: more bytes are needed;
   // -1: the stream is malformed (bad magic, other version, unknown frame
-  // type, oversized frame), with `*why` set.  After -1 every call is -1.
+  // type, a piece over kMaxFrameBytes, a reason over kMaxReason, a kEnd
+  // with bytes), with `*why` set.  After -1 every call is -1 with the same
+  // reason, and the buffer is released.  A frame's length is judged from
+  // its header, before its bytes are buffered, and a stream that does not
+  // begin with the piece stream's magic fails on its first bytes.
+  // Sequence (status 0 last, kEnd after it) is the caller's to check.
   int next(Frame* out, std::string* why);
 
  private:
@@ -107,6 +114,7 @@ class FrameReader {
   size_t read_ = 0;  // bytes of buffer_ already consumed
   bool header_seen_ = false;
   bool broken_ = false;
+  std::string why_;  // the reason of the first -1
 };
 
 }  // namespace tavn::speech::wire

@@ -1,0 +1,292 @@
+#include "server/server_options.h"
+
+#include <arpa/inet.h>
+
+#include <cstring>
+
+namespace tavn::server {
+namespace {
+
+struct OptionSpec {
+  const char* name;
+  bool flag;  // takes no value on the command line
+};
+
+constexpr OptionSpec kOptions[] = {
+    {"listen", false},
+    {"config", false},
+    {"workers", false},
+    {"queue", false},
+    {"max-connections", false},
+    {"read-timeout", false},
+    {"idle-timeout", false},
+    {"request-timeout", false},
+    {"drain-timeout", false},
+    {"token-file", false},
+    {"user", false},
+    {"allow-root", true},
+    {"audio-root", false},
+    {"log", false},
+    {"worker-fd", false},
+    {"help", true},
+};
+// Not read from the configuration file.
+constexpr const char* kCommandLineOnly[] = {"config", "worker-fd", "help"};
+
+const OptionSpec* find_option(std::string_view name) {
+  for (const OptionSpec& o : kOptions) {
+    if (name == o.name) return &o;
+  }
+  return nullptr;
+}
+
+std::string_view trim(std::string_view s) {
+  const char* blanks = " \t\r\n";
+  const size_t b = s.find_first_not_of(blanks);
+  if (b == std::string_view::npos) return {};
+  return s.substr(b, s.find_last_not_of(blanks) - b + 1);
+}
+
+bool read_unsigned(std::string_view s, uint64_t max, uint64_t* out) {
+  if (s.empty() || s.size() > 19) return false;
+  uint64_t v = 0;
+  for (char c : s) {
+    if (c < '0' || c > '9') return false;
+    v = v * 10 + static_cast<uint64_t>(c - '0');
+  }
+  if (v > max) return false;
+  *out = v;
+  return true;
+}
+
+// Seconds with up to three decimals, e.g. "10", "0.5"; at most one day.
+bool read_seconds(std::string_view s, Millis* out) {
+  const size_t dot = s.find('.');
+  uint64_t whole = 0, frac = 0;
+  if (!read_unsigned(s.substr(0, dot), 86'400, &whole)) return false;
+  if (dot != std::string_view::npos) {
+    const std::string_view f = s.substr(dot + 1);
+    if (f.empty() || f.size() > 3 || !read_unsigned(f, 999, &frac)) return false;
+    for (size_t i = f.size(); i < 3; ++i) frac *= 10;
+  }
+  const uint64_t ms = whole * 1000 + frac;
+  if (ms == 0 || ms > 86'400'000) return false;
+  *out = Millis(ms);
+  return true;
+}
+
+bool read_flag(std::string_view s, bool* out) {
+  for (const char* yes : {"true", "yes", "1", "on"}) {
+    if (s == yes) return *out = true;
+  }
+  for (const char* no : {"false", "no", "0", "off"}) {
+    if (s == no) return !(*out = false);
+  }
+  return false;
+}
+
+// Applies one item; listen items are appended.
+bool apply(const OptionItem& item, ServerOptions* o, std::string* why) {
+  const std::string& k = item.key;
+  const std::string& v = item.value;
+  uint64_t n = 0;
+  bool ok = true;
+  const char* expect = "";
+  if (k == "listen") {
+    ListenAddress a;
+    if (!parse_listen_address(v, &a, why)) return false;
+    o->listen.push_back(a);
+  } else if (k == "config") {
+    o->config_file = v;
+  } else if (k == "workers") {
+    ok = read_unsigned(v, 256, &n) && n > 0, expect = "a number from 1 to 256";
+    o->workers = static_cast<unsigned>(n);
+  } else if (k == "queue") {
+    ok = read_unsigned(v, 100'000, &n), expect = "a number from 0 to 100000";
+    o->queue = n;
+  } else if (k == "max-connections") {
+    ok = read_unsigned(v, 100'000, &n) && n > 0, expect = "a number from 1 to 100000";
+    o->max_connections = n;
+  } else if (k == "read-timeout" || k == "idle-timeout" || k == "request-timeout" ||
+             k == "drain-timeout") {
+    Millis* m = k == "read-timeout"      ? &o->read_timeout
+                : k == "idle-timeout"    ? &o->idle_timeout
+                : k == "request-timeout" ? &o->request_timeout
+                                         : &o->drain_timeout;
+    ok = read_seconds(v, m), expect = "seconds, more than 0 and at most 86400 (e.g. 2.5)";
+  } else if (k == "token-file" || k == "user" || k == "audio-root" || k == "log") {
+    std::string* s = k == "token-file" ? &o->token_file
+                     : k == "user"     ? &o->user
+                     : k == "log"      ? &o->log_file
+                                       : &o->audio_root;
+    *s = v;
+    // The audio folder travels to the engine inside its parameter string,
+    // where blanks, commas and semicolons separate items.
+    if (k == "audio-root") {
+      ok = v.empty() || (v[0] == '/' && v.find_first_of(" \t\r\n\f\v,;") == std::string::npos);
+      expect = "an absolute path without blanks, commas or semicolons";
+    }
+  } else if (k == "allow-root") {
+    ok = read_flag(v, &o->allow_root), expect = "true or false";
+  } else if (k == "worker-fd") {
+    ok = read_unsigned(v, 65'535, &n), expect = "a descriptor number";
+    o->worker_fd = static_cast<int>(n);
+  } else if (k == "help") {
+    o->help = true;
+  }
+  if (!ok) *why = "--" + k + " " + v + ": expected " + expect;
+  return ok;
+}
+
+}  // namespace
+
+bool parse_listen_address(std::string_view text, ListenAddress* out, std::string* why) {
+  ListenAddress a;
+  a.text.assign(text.data(), text.size());
+  if (text.rfind("unix:", 0) == 0) {
+    a.is_unix = true;
+    a.path = a.text.substr(5);
+    // sun_path holds 108 bytes with the terminator.
+    if (a.path.empty() || a.path[0] != '/' || a.path.size() > 107) {
+      *why = "--listen " + a.text + ": expected unix: and an absolute path of at most 107 bytes";
+      return false;
+    }
+    *out = a;
+    return true;
+  }
+  const size_t colon = text.rfind(':');
+  std::string_view host = colon == std::string_view::npos ? "" : text.substr(0, colon);
+  if (host.size() >= 2 && host.front() == '[' && host.back() == ']')
+    host = host.substr(1, host.size() - 2);
+  uint64_t port = 0;
+  unsigned char addr[16];
+  const std::string h(host);
+  const bool v4 = inet_pton(AF_INET, h.c_str(), addr) == 1;
+  const bool v6 = !v4 && text.front() == '[' && inet_pton(AF_INET6, h.c_str(), addr) == 1;
+  if (colon == std::string_view::npos || !(v4 || v6) ||
+      !read_unsigned(text.substr(colon + 1), 65'535, &port)) {
+    *why = "--listen " + a.text +
+           ": expected unix:/PATH, IPV4:PORT or [IPV6]:PORT (a numeric address; port 0 "
+           "picks a free one)";
+    return false;
+  }
+  a.host = h;
+  a.port = static_cast<uint16_t>(port);
+  *out = a;
+  return true;
+}
+
+bool read_command_line(int argc, const char* const* argv, OptionItems* out, std::string* why) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view arg = argv[i];
+    if (arg.rfind("--", 0) != 0 || arg.size() == 2) {
+      *why = "unexpected argument: " + std::string(arg) + " (options start with --)";
+      return false;
+    }
+    const size_t eq = arg.find('=');
+    const std::string name(arg.substr(2, eq == std::string_view::npos ? arg.npos : eq - 2));
+    const OptionSpec* spec = find_option(name);
+    if (spec == nullptr) {
+      *why = "unknown option: --" + name;
+      return false;
+    }
+    OptionItem item{name, "true"};
+    if (eq != std::string_view::npos) {
+      if (spec->flag) {
+        *why = "--" + name + " takes no value";
+        return false;
+      }
+      item.value = std::string(arg.substr(eq + 1));
+    } else if (!spec->flag) {
+      if (i + 1 >= argc) {
+        *why = "--" + name + " needs a value";
+        return false;
+      }
+      item.value = argv[++i];
+    }
+    out->push_back(std::move(item));
+  }
+  return true;
+}
+
+bool read_config_text(std::string_view text, OptionItems* out, std::string* why) {
+  size_t line_no = 0;
+  while (!text.empty()) {
+    ++line_no;
+    const size_t nl = text.find('\n');
+    std::string_view line = text.substr(0, nl);
+    text = nl == std::string_view::npos ? std::string_view() : text.substr(nl + 1);
+    line = trim(line);
+    if (line.empty() || line[0] == '#') continue;
+    const std::string where = "line " + std::to_string(line_no) + ": ";
+    const size_t eq = line.find('=');
+    if (eq == std::string_view::npos) {
+      *why = where + "expected key = value";
+      return false;
+    }
+    const std::string key(trim(line.substr(0, eq)));
+    bool command_line_only = false;
+    for (const char* c : kCommandLineOnly) command_line_only |= key == c;
+    if (find_option(key) == nullptr || command_line_only) {
+      *why = where + "unknown key '" + key + "'";
+      return false;
+    }
+    out->push_back({key, std::string(trim(line.substr(eq + 1)))});
+  }
+  return true;
+}
+
+bool build_options(const OptionItems& config, const OptionItems& command_line, ServerOptions* out,
+                   std::string* why) {
+  ServerOptions o;
+  bool listen_on_command_line = false;
+  for (const OptionItem& item : command_line) listen_on_command_line |= item.key == "listen";
+  for (const OptionItem& item : config) {
+    if (item.key == "listen" && listen_on_command_line) continue;
+    if (!apply(item, &o, why)) return false;
+  }
+  for (const OptionItem& item : command_line) {
+    if (!apply(item, &o, why)) return false;
+  }
+  if (o.listen.empty()) {
+    ListenAddress a;
+    parse_listen_address(kDefaultListen, &a, why);
+    o.listen.push_back(a);
+  }
+  *out = o;
+  return true;
+}
+
+const char* usage_text() {
+  return "Usage: tavnd [OPTION]...\n"
+         "Speaks requests of the speech engine's wire format (POST /v1/engine) over HTTP/1.1,\n"
+         "on a pool of worker processes.\n"
+         "\n"
+         "  --listen ADDRESS        unix:/PATH, IPV4:PORT or [IPV6]:PORT; repeatable\n"
+         "                          (default 127.0.0.1:7010; other hosts only when named)\n"
+         "  --config FILE           read \"key = value\" lines (same names, no --);\n"
+         "                          the command line wins; SIGHUP reads it again\n"
+         "  --workers N             worker processes, 1 to 256 (default: one per core)\n"
+         "  --queue N               requests that may wait for a worker (default 64);\n"
+         "                          beyond that: 503 with Retry-After\n"
+         "  --max-connections N     open connections at most (default 256)\n"
+         "  --read-timeout SECONDS  to read a request once it has begun (default 10)\n"
+         "  --idle-timeout SECONDS  a connection waiting for a request, or a client not\n"
+         "                          taking the answer (default 60)\n"
+         "  --request-timeout SECONDS  a worker rendering one request longer is killed\n"
+         "                          and replaced (default 300)\n"
+         "  --drain-timeout SECONDS on SIGTERM, how long running requests may finish\n"
+         "                          (default 30)\n"
+         "  --token-file FILE       require \"Authorization: Bearer TOKEN\" on every route\n"
+         "                          (the file's first line)\n"
+         "  --user NAME             started as root: run as this user once bound\n"
+         "  --allow-root            run as root without --user\n"
+         "  --audio-root DIR        the one folder the engine may read audio files from\n"
+         "                          (requests cannot name another)\n"
+         "  --log FILE              log here instead of standard error (reopened on SIGHUP)\n"
+         "  --help                  show this text\n"
+         "\n"
+         "Exit status: 0 after SIGTERM, 1 when the server cannot start, 2 for bad options.\n";
+}
+
+}  // namespace tavn::server

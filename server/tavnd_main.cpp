@@ -1,0 +1,41 @@
+// tavnd: the speech engine as an HTTP service.  The same program is the
+// master (no --worker-fd) and each of its workers (--worker-fd, started by
+// the master only).
+#include <cstdio>
+#include <string>
+
+#include "server/master.h"
+#include "server/privileges.h"
+#include "server/server_log.h"
+#include "server/server_options.h"
+#include "server/worker.h"
+
+using namespace tavn::server;
+
+int main(int argc, char** argv) {
+  OptionItems command_line;
+  ServerOptions options;
+  std::string why;
+  if (!read_command_line(argc, argv, &command_line, &why) ||
+      !load_options(command_line, &options, &why)) {
+    std::fprintf(stderr, "tavnd: %s\nTry 'tavnd --help'.\n", why.c_str());
+    return 2;
+  }
+  if (options.help) {
+    std::fputs(usage_text(), stdout);
+    return 0;
+  }
+  if (options.worker_fd >= 0) return run_worker(options.worker_fd, options.audio_root);
+  why = check_run_as(options.user, options.allow_root);
+  if (!why.empty()) {
+    std::fprintf(stderr, "tavnd: %s\n", why.c_str());
+    return 2;
+  }
+  why = log_to(options.log_file);
+  if (!why.empty()) {
+    std::fprintf(stderr, "tavnd: %s\n", why.c_str());
+    return 1;
+  }
+  Master master(options, command_line);
+  return master.run();
+}
