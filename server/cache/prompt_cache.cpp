@@ -341,41 +341,43 @@ void PromptCache::evict_locked() {
   }
 }
 
-std::unique_ptr<PromptCache::Entry> PromptCache::read_entry(const CacheKey& key, int* fault,
+std::unique_ptr<PromptCache::Entry> PromptCache::read_entry(const Hash128& h,
+                                                            const std::string* material, int* fault,
                                                             ino_t* inode) const {
   *fault = ENOENT;
   std::unique_ptr<Entry> entry(new Entry);
-  entry->fd_ = ::open(path_of({key.high, key.low}).c_str(), O_RDONLY | O_CLOEXEC);
+  entry->fd_ = ::open(path_of(h).c_str(), O_RDONLY | O_CLOEXEC);
   if (entry->fd_ < 0) return nullptr;
   struct stat st;
   if (::fstat(entry->fd_, &st) != 0) return nullptr;
   *inode = st.st_ino;
   *fault = EBADMSG;
   uint8_t bytes[kEntryHeaderBytes];
-  EntryHeader h;
-  if (!pread_all(entry->fd_, bytes, sizeof bytes, 0) || !decode_entry_header(bytes, &h) ||
-      h.file_length() != static_cast<uint64_t>(st.st_size) || h.key_length != key.material.size()) {
+  EntryHeader header;
+  if (!pread_all(entry->fd_, bytes, sizeof bytes, 0) || !decode_entry_header(bytes, &header) ||
+      header.file_length() != static_cast<uint64_t>(st.st_size) ||
+      (material != nullptr && header.key_length != material->size())) {
     return nullptr;
   }
   std::string stored_key;
   XXH3_state_t state;
   XXH3_64bits_reset(&state);
   uint64_t offset = kEntryHeaderBytes;
-  if (!hash_range(entry->fd_, offset, h.key_length, &state, &stored_key) ||
-      stored_key != key.material) {
+  if (!hash_range(entry->fd_, offset, header.key_length, &state, &stored_key) ||
+      (material != nullptr && stored_key != *material)) {
     return nullptr;
   }
-  offset += h.key_length;
+  offset += header.key_length;
   entry->body_offset_ = offset;
-  entry->body_length_ = h.body_length;
-  entry->in_memory_ = h.body_length <= kInMemoryBytes;
-  if (!hash_range(entry->fd_, offset, h.body_length, &state,
+  entry->body_length_ = header.body_length;
+  entry->in_memory_ = header.body_length <= kInMemoryBytes;
+  if (!hash_range(entry->fd_, offset, header.body_length, &state,
                   entry->in_memory_ ? &entry->body_ : nullptr)) {
     return nullptr;
   }
-  offset += h.body_length;
-  if (!hash_range(entry->fd_, offset, h.meta_length, &state, &entry->meta_) ||
-      XXH3_64bits_digest(&state) != h.checksum) {
+  offset += header.body_length;
+  if (!hash_range(entry->fd_, offset, header.meta_length, &state, &entry->meta_) ||
+      XXH3_64bits_digest(&state) != header.checksum) {
     return nullptr;
   }
   *fault = 0;
@@ -416,6 +418,40 @@ void PromptCache::store(Writer* writer, uint64_t file_bytes) {
   finish_flight(h, true);
 }
 
+void PromptCache::note_hit(const Hash128& h, const Entry& entry) {
+  bool touch = false;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const auto it = index_.find(h);
+    if (it != index_.end()) {
+      lru_.splice(lru_.begin(), lru_, it->second.lru);
+      const int64_t now = now_seconds();
+      touch = now - it->second.touched >= kTouchSeconds;
+      if (touch) it->second.touched = now;
+    }
+  }
+  if (touch) ::futimens(entry.fd_, nullptr);  // recency that survives a restart
+  hits_++;
+}
+
+std::unique_ptr<PromptCache::Entry> PromptCache::find_by_name(std::string_view name) {
+  Hash128 h;
+  if (!parse_entry_name(std::string(name) + kEntrySuffix, &h.high, &h.low)) return nullptr;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (index_.count(h) == 0) return nullptr;
+  }
+  int fault = 0;
+  ino_t inode = 0;
+  auto entry = read_entry(h, nullptr, &fault, &inode);
+  if (entry == nullptr) {
+    forget(h, inode, fault != ENOENT);
+    return nullptr;
+  }
+  note_hit(h, *entry);
+  return entry;
+}
+
 PromptCache::Lookup PromptCache::find(const CacheKey& key) {
   const Hash128 h{key.high, key.low};
   Lookup result;
@@ -441,21 +477,9 @@ PromptCache::Lookup PromptCache::find(const CacheKey& key) {
     }
     int fault = 0;
     ino_t inode = 0;
-    result.entry = read_entry(key, &fault, &inode);
+    result.entry = read_entry(h, &key.material, &fault, &inode);
     if (result.entry != nullptr) {
-      bool touch = false;
-      {
-        std::lock_guard<std::mutex> lock(mutex_);
-        const auto it = index_.find(h);
-        if (it != index_.end()) {
-          lru_.splice(lru_.begin(), lru_, it->second.lru);
-          const int64_t now = now_seconds();
-          touch = now - it->second.touched >= kTouchSeconds;
-          if (touch) it->second.touched = now;
-        }
-      }
-      if (touch) ::futimens(result.entry->fd_, nullptr);  // recency that survives a restart
-      hits_++;
+      note_hit(h, *result.entry);
       result.kind = Lookup::kHit;
       return result;
     }

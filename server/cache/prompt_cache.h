@@ -173,6 +173,13 @@ class PromptCache {
   // key; otherwise kRender with the Writer for this key.
   Lookup find(const CacheKey& key);
 
+  // The entry whose name is `name` (CacheKey::hex(), 32 lowercase hex
+  // digits), checked as find() checks it but without a request to compare
+  // with: for serving an answer again by the address given out with its
+  // marks.  Null when there is none (or it was damaged: then removed);
+  // never starts a rendering.
+  std::unique_ptr<Entry> find_by_name(std::string_view name);
+
   Stats stats() const;
   const Options& options() const { return options_; }
 
@@ -193,9 +200,12 @@ class PromptCache {
   explicit PromptCache(const Options& options) : options_(options) {}
   bool scan(std::string* why);
   std::string path_of(const Hash128& h) const;
-  // The checked entry, or null with `*fault` ENOENT (no file) or EBADMSG
-  // (damaged) and `*inode` the file that was read.
-  std::unique_ptr<Entry> read_entry(const CacheKey& key, int* fault, ino_t* inode) const;
+  // The checked entry (its key material equal to `*material` unless that is
+  // null), or null with `*fault` ENOENT (no file) or EBADMSG (damaged or
+  // foreign) and `*inode` the file that was read.
+  std::unique_ptr<Entry> read_entry(const Hash128& h, const std::string* material, int* fault,
+                                    ino_t* inode) const;
+  void note_hit(const Hash128& h, const Entry& entry);
   void add_locked(const Hash128& h, uint64_t bytes, int64_t touched);
   void remove_locked(Hash128 h, bool unlink_file);  // by value: `h` may live in lru_
   void evict_locked();

@@ -1,16 +1,13 @@
 #include "server/metrics/server_metrics.h"
 
+#include <memory>
+
 namespace tavn::server {
 
 ServerMetrics::ServerMetrics(MetricsRegistry& registry)
     : synthesis_seconds(registry.histogram(
           "tavnd_synthesis_seconds", "Time from a speaking request's start to its last audio byte.",
           {0.01, 0.025, 0.05, 0.1, 0.25, 0.5, 1, 2.5, 5, 10, 30, 60})),
-      queue_length(registry.gauge("tavnd_queue_length", "Requests waiting for a free worker.")),
-      workers(registry.gauge("tavnd_workers", "Worker processes in the pool.")),
-      workers_busy(registry.gauge("tavnd_workers_busy", "Worker processes speaking a request.")),
-      worker_restarts(registry.counter("tavnd_worker_restarts_total",
-                                       "Worker processes replaced after they ended.")),
       registry_(registry),
       requests_(registry.counter_family("tavnd_http_requests_total",
                                         "HTTP answers sent, by route and status.",
@@ -18,6 +15,21 @@ ServerMetrics::ServerMetrics(MetricsRegistry& registry)
 
 void ServerMetrics::request_done(std::string_view route, int status) {
   requests_.with({std::string(route), std::to_string(status)}).add();
+}
+
+void ServerMetrics::watch_workers(std::function<WorkerCounts()> read) {
+  auto counts = std::make_shared<std::function<WorkerCounts()>>(std::move(read));
+  const auto gauge = [counts](uint64_t WorkerCounts::*field) {
+    return [counts, field] { return static_cast<double>((*counts)().*field); };
+  };
+  registry_.gauge_fn("tavnd_queue_length", "Requests waiting for a free worker.",
+                     gauge(&WorkerCounts::queued));
+  registry_.gauge_fn("tavnd_workers", "Worker processes in the pool.",
+                     gauge(&WorkerCounts::workers));
+  registry_.gauge_fn("tavnd_workers_busy", "Worker processes speaking a request.",
+                     gauge(&WorkerCounts::busy));
+  registry_.counter_fn("tavnd_worker_restarts_total", "Worker processes replaced after they ended.",
+                       [counts] { return (*counts)().restarts; });
 }
 
 void ServerMetrics::watch_cache(const PromptCache& cache) {

@@ -15,6 +15,8 @@
 #ifndef TAVN_SERVER_METRICS_SERVER_METRICS_H_
 #define TAVN_SERVER_METRICS_SERVER_METRICS_H_
 
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -22,6 +24,11 @@
 #include "server/metrics/metrics_registry.h"
 
 namespace tavn::server {
+
+// The worker pool's state as the metrics show it.
+struct WorkerCounts {
+  uint64_t workers = 0, busy = 0, queued = 0, restarts = 0;
+};
 
 class ServerMetrics {
  public:
@@ -33,10 +40,10 @@ class ServerMetrics {
   void request_done(std::string_view route, int status);
 
   Histogram& synthesis_seconds;
-  Gauge& queue_length;
-  Gauge& workers;
-  Gauge& workers_busy;
-  Counter& worker_restarts;
+
+  // Publishes the pool's counts, read by `read` when the metrics are
+  // rendered (on the rendering thread).  Call at most once.
+  void watch_workers(std::function<WorkerCounts()> read);
 
   // Publishes `cache`'s counts; call at most once, with a cache that
   // outlives the registry's rendering.

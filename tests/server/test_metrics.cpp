@@ -106,12 +106,10 @@ TEST(Metrics, ServerMetricsPassPromtool) {
   m.request_done("/v1/speak", 200);
   m.request_done("other", 404);
   m.synthesis_seconds.observe(0.3);
-  m.workers.set(2);
-  m.workers_busy.set(1);
-  m.queue_length.set(3);
-  m.worker_restarts.add();
+  m.watch_workers([] { return WorkerCounts{2, 1, 3, 1}; });
   const std::string text = registry.render();
   EXPECT_NE(text.find("tavnd_cache_misses_total 1\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("tavnd_queue_length 3\n"), std::string::npos) << text;
   EXPECT_NE(text.find("tavnd_http_requests_total{route=\"other\",status=\"404\"} 1\n"), std::string::npos) << text;
   const std::string file = dir.write("metrics.txt", text);
   int status = 0;

@@ -175,6 +175,24 @@ TEST(PromptCache, AnEntryOfAnotherKeyIsNeverServed) {
   EXPECT_EQ(cache->find(other).kind, Kind::kRender);
 }
 
+TEST(PromptCache, FindsAnEntryByItsName) {
+  Temp_Dir dir;
+  auto cache = open_cache(dir.path());
+  ASSERT_TRUE(store(*cache, "named", "audio", "meta"));
+  const std::string hex = make_cache_key("named").hex();
+  auto entry = cache->find_by_name(hex);
+  ASSERT_NE(entry, nullptr);
+  std::string body;
+  EXPECT_TRUE(entry->read(0, 100, &body));
+  EXPECT_EQ(body + entry->meta(), "audiometa");
+  std::string upper = hex;
+  upper[0] = 'A';
+  for (const std::string& name :
+       {make_cache_key("other").hex(), hex.substr(1), upper, std::string("../") + hex, hex + ".entry"})
+    EXPECT_EQ(cache->find_by_name(name), nullptr) << name;
+  EXPECT_EQ(cache->stats().hits, 1u);
+}
+
 TEST(PromptCache, WhatCannotBeStoredOnlyStopsCaching) {
   Temp_Dir dir;
   PromptCache::Options o;
