@@ -12,6 +12,7 @@ const char* ApiError::type() const {
     case 405: return "method_not_allowed";
     case 413: return "request_too_large";
     case 415: return "unsupported_media_type";
+    case 416: return "range_not_satisfiable";
     case 429:
     case 503: return "server_busy";
     default: return "server_error";

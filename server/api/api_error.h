@@ -18,7 +18,8 @@ struct ApiError {
 
   // The "type" member, from the status: 400 invalid_request_error,
   // 401 authentication_error, 404 not_found_error, 405 method_not_allowed,
-  // 413 request_too_large, 415 unsupported_media_type, 429 and 503
+  // 413 request_too_large, 415 unsupported_media_type, 416
+  // range_not_satisfiable, 429 and 503
   // server_busy, anything else server_error.
   const char* type() const;
 

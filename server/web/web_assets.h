@@ -23,7 +23,7 @@ struct WebAsset {
 // Answer headers for the page: its scripts, styles and audio come only from
 // tavnd itself.
 constexpr char kPageSecurityPolicy[] =
-    "default-src 'self'; img-src 'self' data:; media-src 'self' blob:; "
+    "default-src 'self'; img-src 'self' data:; media-src 'self' blob: data:; "
     "object-src 'none'; base-uri 'none'; frame-ancestors 'none'";
 
 // The file served at `path`: "/" gives "/index.html"; nullptr for a path

@@ -16,7 +16,7 @@ import xml.etree.ElementTree as ElementTree
 PAGE_FILES = {"/": "index.html", "/index.html": "index.html", "/style.css": "style.css", "/app.js": "app.js"}
 MEDIA_TYPES = {".html": "text/html; charset=utf-8", ".css": "text/css; charset=utf-8",
                ".js": "text/javascript; charset=utf-8"}
-SECURITY_POLICY = ("default-src 'self'; img-src 'self' data:; media-src 'self' blob:; "
+SECURITY_POLICY = ("default-src 'self'; img-src 'self' data:; media-src 'self' blob: data:; "
                    "object-src 'none'; base-uri 'none'; frame-ancestors 'none'")
 VOICES = {
     "voices": [
@@ -94,7 +94,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.answer(200, media_type, body, [("Content-Security-Policy", SECURITY_POLICY)])
         elif path == "/v1/voices":
             self.answer(200, "application/json", json.dumps(VOICES).encode())
-        elif path.startswith("/v1/audio/"):
+        elif path == "/v1/audio":
             self.stream_audio()
         else:
             self.error(404, f"no route {path}")
@@ -120,7 +120,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
         data = text.encode("utf-8")
         marks = [{"time": i * SENTENCE_MS, "type": "sentence", "start": s, "end": e,
                   "value": data[s:e].decode("utf-8")} for i, (s, e) in enumerate(sentences(text))]
-        answer = {"audio_url": "/v1/audio/0123456789abcdef0123456789abcdef.wav", "media_type": "audio/wav",
+        answer = {"audio_url": "/v1/audio?key=0123456789abcdef0123456789abcdef", "media_type": "audio/wav",
                   "duration_ms": len(marks) * SENTENCE_MS, "marks": marks}
         self.answer(200, "application/json", json.dumps(answer).encode())
 
