@@ -1,8 +1,12 @@
 // The routes for programs and people, through tavnd run as a program on a
 // private Unix socket with a cache folder of the test's own.
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <nlohmann/json.hpp>
 #include <thread>
 
@@ -11,10 +15,10 @@
 
 namespace {
 
+using nlohmann::json;
 using tavn::test::Reply;
 using tavn::test::TavndClient;
 using tavn::test::TavndProcess;
-using nlohmann::json;
 
 const std::string kJson = "Content-Type: application/json";
 const std::string kTwoSentences = R"({"text":"First one here. Then the second one.")";
@@ -40,7 +44,8 @@ class SpeechRoutes : public ::testing::Test {
   std::string metric(const std::string& name) {
     const std::string text = client_->send("GET", "/metrics").body;
     const size_t at = text.find("\n" + name + " ");
-    return at == std::string::npos ? "" : text.substr(at + name.size() + 2, text.find('\n', at + 1) - at - name.size() - 2);
+    return at == std::string::npos ? ""
+                                   : text.substr(at + name.size() + 2, text.find('\n', at + 1) - at - name.size() - 2);
   }
 
   Temp_Dir dir_;
@@ -69,7 +74,12 @@ TEST_F(SpeechRoutes, AnswerEachRouteWithItsStatusAndType) {
       {"POST", "/v1/speak", {kJson}, R"({"text":"Hi.","format":30})", 200, "audio/mpeg"},
       {"POST", "/v1/speak", {kJson}, R"({"text":"Hi.","format":"ulaw8k1c","header":false})", 200, "audio/basic"},
       {"POST", "/v1/audio/speech", {kJson}, R"({"input":"Hi.","voice":"en"})", 200, "audio/mpeg"},
-      {"POST", "/v1/audio/speech", {kJson}, R"({"input":"Hi.","voice":"en","response_format":"pcm"})", 200, "audio/pcm"},
+      {"POST",
+       "/v1/audio/speech",
+       {kJson},
+       R"({"input":"Hi.","voice":"en","response_format":"pcm"})",
+       200,
+       "audio/pcm"},
       {"POST", "/v1/speak", {kJson}, R"({"text":"Hi.","voice":"nobody"})", 400, "application/json"},
       {"POST", "/v1/speak", {kJson}, "{", 400, "application/json"},
       {"POST", "/v1/speak", {"Content-Type: text/plain"}, R"({"text":"Hi."})", 415, "application/json"},
@@ -133,6 +143,43 @@ TEST_F(SpeechRoutes, WithoutTheCacheMarksCarryTheAudio) {
   ASSERT_EQ(r.status, 200) << r.body;
   EXPECT_EQ(r.field("tavn-cache"), "off");
   EXPECT_EQ(json::parse(r.body)["audio_url"].get<std::string>().rfind("data:audio/wav;base64,UklGR", 0), 0u);
+}
+
+// A client that goes away mid-stream frees its worker at once, and nothing
+// of the cut answer is stored.
+TEST_F(SpeechRoutes, AClientLeavingMidStreamFreesItsWorker) {
+  start({"--workers", "1"});
+  std::string text;
+  for (int i = 0; i < 300; ++i) text += "This is sentence number " + std::to_string(i) + " of a long text. ";
+  const std::string body = R"({"text":")" + text + "\"}";
+  const std::string request =
+      "POST /v1/speak HTTP/1.1\r\nHost: t\r\nContent-Type: application/json\r\n"
+      "Content-Length: " +
+      std::to_string(body.size()) + "\r\n\r\n" + body;
+  const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un addr{};
+  addr.sun_family = AF_UNIX;
+  const std::string path = server_->address().substr(5);  // after "unix:"
+  path.copy(addr.sun_path, sizeof addr.sun_path - 1);
+  ASSERT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
+  ASSERT_EQ(write(fd, request.data(), request.size()), static_cast<ssize_t>(request.size()));
+  std::string got;
+  char buffer[4096];
+  for (ssize_t n; got.find("RIFF") == std::string::npos && (n = read(fd, buffer, sizeof buffer)) > 0;)
+    got.append(buffer, static_cast<size_t>(n));  // the answer has begun
+  ASSERT_NE(got.find("200 OK"), std::string::npos) << got;
+  close(fd);
+  // The worker is free again long before the text's 15 s of speaking would end.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  bool idle = false;
+  while (!idle && std::chrono::steady_clock::now() < deadline) {
+    idle = client_->send("GET", "/healthz").body.find("\"busy\":0") != std::string::npos &&
+           client_->send("GET", "/readyz").status == 200;
+    if (!idle) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  EXPECT_TRUE(idle) << client_->send("GET", "/healthz").body;
+  EXPECT_EQ(metric("tavnd_cache_entries"), "0");
+  EXPECT_EQ(post("/v1/speak", R"({"text":"Still here."})").status, 200);
 }
 
 // Identical requests at once are rendered once; the others read its entry.
