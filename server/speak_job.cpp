@@ -17,7 +17,7 @@ namespace {
 
 namespace wire = tavn::speech::wire;
 
-constexpr uint64_t kWholeBytes = 4 << 20;     // stored bodies up to this go in one answer
+constexpr uint64_t kWholeBytes = 4 << 20;    // stored bodies up to this go in one answer
 constexpr size_t kStoredChunk = 256 * 1024;  // larger ones in chunks of this
 
 // The JSON error for an engine result that ended a request before its
@@ -81,7 +81,8 @@ class SpeakJob : public std::enable_shared_from_this<SpeakJob> {
  private:
   StreamHeader header(const char* cache_state) const {
     StreamHeader h{http::status::ok, exchange_->request().version()};
-    h.set(http::field::content_type, request_.marks ? "application/json" : media_type(request_.output));
+    h.set(http::field::content_type,
+          request_.marks ? "application/json" : media_type(request_.output));
     h.set(http::field::etag, key_.etag());
     h.set("Tavn-Cache", cache_state);
     if (route_ == SpeechRoute::kAudioSpeech) h.set("Tavn-Model", request_.model);

@@ -40,7 +40,8 @@ std::string_view query_value(std::string_view target, std::string_view name) {
   while (!rest.empty()) {
     const size_t amp = std::min(rest.find('&'), rest.size());
     const std::string_view item = rest.substr(0, amp);
-    if (item.size() > name.size() && item.substr(0, name.size()) == name && item[name.size()] == '=')
+    if (item.size() > name.size() && item.substr(0, name.size()) == name &&
+        item[name.size()] == '=')
       return item.substr(name.size() + 1);
     rest.remove_prefix(std::min(amp + 1, rest.size()));
   }
@@ -121,10 +122,10 @@ void SpeechService::add_routes(Router* router) {
                [this](const std::shared_ptr<Exchange>& ex) {
                  handle_speak(this, SpeechRoute::kAudioSpeech, ex);
                }});
-  router->add({http::verb::post, "/v1/speak", kMaxBodyBytes,
-               [this](const std::shared_ptr<Exchange>& ex) {
-                 handle_speak(this, SpeechRoute::kSpeak, ex);
-               }});
+  router->add(
+      {http::verb::post, "/v1/speak", kMaxBodyBytes, [this](const std::shared_ptr<Exchange>& ex) {
+         handle_speak(this, SpeechRoute::kSpeak, ex);
+       }});
   router->add({http::verb::get, "/v1/audio", 0, [this](const std::shared_ptr<Exchange>& ex) {
                  const std::string hex(query_value(ex->request().target(), "key"));
                  std::shared_ptr<PromptCache::Entry> entry =
@@ -153,8 +154,8 @@ void SpeechService::add_routes(Router* router) {
                    return respond_error(
                        ex, ApiError{503, "the server could not list its voices (see its log)", ""});
                  }
-                 ex->respond(answer(ex->request(), http::status::ok, voices_json_,
-                                    "application/json"));
+                 ex->respond(
+                     answer(ex->request(), http::status::ok, voices_json_, "application/json"));
                }});
   router->add({http::verb::get, "/metrics", 0, [this](const std::shared_ptr<Exchange>& ex) {
                  ex->respond(answer(ex->request(), http::status::ok, registry_.render(),
@@ -171,9 +172,8 @@ void SpeechService::add_routes(Router* router) {
                }});
   for (const char* path : {"/", "/index.html", "/style.css", "/app.js"}) {
     const WebAsset* file = find_web_asset(path);
-    router->add({http::verb::get, path, 0, [file](const std::shared_ptr<Exchange>& ex) {
-                   serve_page_file(ex, *file);
-                 }});
+    router->add({http::verb::get, path, 0,
+                 [file](const std::shared_ptr<Exchange>& ex) { serve_page_file(ex, *file); }});
   }
 }
 

@@ -2,9 +2,8 @@
 # The listening page's browser test: Debian's chromium driven by
 # playwright-core against a stand-in server (stand_in_server.py) that
 # answers the page's routes as tavnd does.  Installs what is missing:
-# chromium, npm and sox from Debian, playwright-core from the npm registry
-# as package-lock.json pins it, into OUTPUT_FOLDER/node (reused while the
-# lock file is unchanged).  Screenshots go to OUTPUT_FOLDER.
+# chromium and sox from Debian, the npm packages into OUTPUT_FOLDER/node
+# (install_node_packages.sh).  Screenshots go to OUTPUT_FOLDER.
 #
 #   tests/server/web/check_page.sh OUTPUT_FOLDER
 set -euo pipefail
@@ -14,18 +13,11 @@ out=${1:?usage: check_page.sh OUTPUT_FOLDER}
 mkdir -p "$out"
 out=$(cd "$out" && pwd)
 
-for tool in chromium:chromium npm:npm sox:sox python3:python3; do
-  command -v "${tool%%:*}" >/dev/null || "$root/scripts/apt.sh" install "${tool#*:}"
+for tool in chromium sox python3; do
+  command -v "$tool" >/dev/null || "$root/scripts/apt.sh" install "$tool"
 done
-
 modules=$out/node
-if ! cmp -s "$here/package-lock.json" "$modules/package-lock.json" ||
-   [ ! -d "$modules/node_modules/playwright-core" ]; then
-  rm -rf "$modules"
-  mkdir -p "$modules"
-  cp "$here/package.json" "$here/package-lock.json" "$modules/"
-  (cd "$modules" && npm ci --no-audit --no-fund --loglevel=error)
-fi
+"$here/install_node_packages.sh" "$modules"
 
 # Two sentences of audio, 1.5 s each, and a little silence.
 sox -n -r 16000 -b 16 -c 1 "$out/prompt.wav" synth 1.5 sine 440 : synth 1.5 sine 660 : synth 0.5 sine 0
