@@ -226,7 +226,7 @@ void send_stored(const std::shared_ptr<Exchange>& exchange,
   if (entry->size() <= kWholeBytes) {
     HttpResponse res{header.result(), header.version()};
     for (const auto& field : header) res.set(field.name_string(), field.value());
-    if (!entry->read(0, static_cast<size_t>(entry->size()), &res.body())) {
+    if (!entry->take_body(&res.body())) {
       return respond_error(exchange, ApiError{500, "the stored answer could not be read", ""});
     }
     return exchange->respond(std::move(res));

@@ -89,11 +89,12 @@ bool hash_range(int fd, uint64_t offset, uint64_t n, XXH3_state_t* state, std::s
     XXH3_64bits_update(state, keep->data(), n);
     return true;
   }
-  std::string buffer(kChunkBytes, '\0');
+  const std::unique_ptr<char[]> buffer(
+      new char[kChunkBytes]);  // not zeroed: every byte is read into
   while (n > 0) {
     const size_t take = static_cast<size_t>(std::min<uint64_t>(n, kChunkBytes));
-    if (!pread_all(fd, buffer.data(), take, offset)) return false;
-    XXH3_64bits_update(state, buffer.data(), take);
+    if (!pread_all(fd, buffer.get(), take, offset)) return false;
+    XXH3_64bits_update(state, buffer.get(), take);
     offset += take;
     n -= take;
   }
@@ -124,6 +125,14 @@ bool PromptCache::Entry::read(uint64_t offset, size_t n, std::string* out) const
   if (pread_all(fd_, out->data(), take, body_offset_ + offset)) return true;
   out->clear();
   return false;
+}
+
+bool PromptCache::Entry::take_body(std::string* out) {
+  if (!in_memory_) return read(0, static_cast<size_t>(body_length_), out);
+  out->swap(body_);
+  body_.clear();
+  in_memory_ = false;
+  return true;
 }
 
 // --- Flight ------------------------------------------------------------------

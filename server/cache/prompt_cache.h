@@ -89,6 +89,10 @@ class PromptCache {
     // contents); false on a read error.  An offset at or past the end
     // gives an empty `*out`.
     bool read(uint64_t offset, size_t n, std::string* out) const;
+    // The whole body into `*out`, moved rather than copied when the check
+    // kept it in memory (the entry's own copy is then gone: later reads
+    // come from the file).  False on a read error.
+    bool take_body(std::string* out);
 
    private:
     friend class PromptCache;

@@ -48,6 +48,11 @@ std::string fetch(PromptCache& cache, const std::string& name, std::string* meta
   std::string body, part;
   while (found.entry->read(body.size(), 5000, &part) && !part.empty()) body += part;
   EXPECT_EQ(body.size(), found.entry->size());
+  std::string whole;
+  EXPECT_TRUE(found.entry->take_body(&whole));
+  EXPECT_EQ(whole, body);
+  EXPECT_TRUE(found.entry->read(0, 3, &part));  // from the file once taken
+  EXPECT_EQ(part, body.substr(0, 3));
   if (meta != nullptr) *meta = found.entry->meta();
   return body;
 }
