@@ -33,6 +33,13 @@ ApiError engine_error(uint32_t code, const std::string& reason) {
   }
 }
 
+// A whole response with the status and fields of `header`.
+HttpResponse whole_response(const StreamHeader& header) {
+  HttpResponse res{header.result(), header.version()};
+  for (const auto& field : header) res.set(field.name_string(), field.value());
+  return res;
+}
+
 // Streams the rest of a stored body, `at` bytes already sent.
 void send_chunks(const std::shared_ptr<Exchange>& exchange,
                  const std::shared_ptr<PromptCache::Entry>& entry,
@@ -90,9 +97,7 @@ class SpeakJob : public std::enable_shared_from_this<SpeakJob> {
   }
 
   void respond_json(std::string body, const char* cache_state) {
-    StreamHeader h = header(cache_state);
-    HttpResponse res{h.result(), h.version()};
-    for (const auto& field : h) res.set(field.name_string(), field.value());
+    HttpResponse res = whole_response(header(cache_state));
     res.body() = std::move(body);
     exchange_->respond(std::move(res));
   }
@@ -224,8 +229,7 @@ std::string stored_audio_url(const std::string& hex) { return "/v1/audio?key=" +
 void send_stored(const std::shared_ptr<Exchange>& exchange,
                  std::shared_ptr<PromptCache::Entry> entry, StreamHeader header) {
   if (entry->size() <= kWholeBytes) {
-    HttpResponse res{header.result(), header.version()};
-    for (const auto& field : header) res.set(field.name_string(), field.value());
+    HttpResponse res = whole_response(header);
     if (!entry->take_body(&res.body())) {
       return respond_error(exchange, ApiError{500, "the stored answer could not be read", ""});
     }
