@@ -66,7 +66,9 @@ void write_plain(const std::string& path, const std::string& body) {
 
 int main(int argc, char** argv) {
   if (argc > 1 && std::string(argv[1]) == "--help") {
-    std::puts("usage: bench_prompt_cache [SECONDS per measurement (default 2)] [ENTRY_KIB (default 100)]");
+    std::puts(
+        "usage: bench_prompt_cache [SECONDS per measurement (default 2)] [ENTRY_KIB (default "
+        "100)]");
     return 0;
   }
   const double seconds = argc > 1 ? std::atof(argv[1]) : 2;
@@ -126,10 +128,11 @@ int main(int argc, char** argv) {
     w->overwrite(0, body.data(), 44);
     stored += w->commit("{}");
   });
-  std::printf("stores: %.0f/s (%.0f us each); plain file writes: %.0f/s (%.0f us); ratio %.2f; "
-              "%ld stored, %llu evicted\n",
-              stores, 1e6 / stores, plain_writes, 1e6 / plain_writes, stores / plain_writes, stored,
-              static_cast<unsigned long long>(cache->stats().evicted));
+  std::printf(
+      "stores: %.0f/s (%.0f us each); plain file writes: %.0f/s (%.0f us); ratio %.2f; "
+      "%ld stored, %llu evicted\n",
+      stores, 1e6 / stores, plain_writes, 1e6 / plain_writes, stores / plain_writes, stored,
+      static_cast<unsigned long long>(cache->stats().evicted));
   cache.reset();
   std::filesystem::remove_all(dir);
   return 0;
