@@ -17,7 +17,8 @@ case "$name" in
   i386)
     . scripts/i386-env.sh
     args+=(-DCMAKE_TOOLCHAIN_FILE=cmake/i386.cmake "-DTAVN_I386_SYSROOT=$TAVN_I386_SYSROOT") ;;
-  x86_64) args+=(-DTAVN_WERROR=ON) ;;  # one configuration keeps the build free of warnings
+  # One configuration keeps the build free of warnings, and runs the browser test.
+  x86_64) args+=(-DTAVN_WERROR=ON -DTAVN_BROWSER_TEST=ON) ;;
   asan)   args+=(-DTAVN_SANITIZE=ON -DTAVN_BENCH=OFF) ;;
   tsan)   args+=(-DTAVN_TSAN=ON -DTAVN_BENCH=OFF) ;;
   *) echo "unknown configuration: $name" >&2; exit 2 ;;

@@ -27,7 +27,10 @@ packages=(
   flite1-dev flite libmp3lame-dev libopencore-amrnb-dev libvo-amrwbenc-dev ffmpeg
   libexpat1-dev libicu-dev libsndfile1-dev        # SSML reading, spelling numbers, <audio> files
   libboost-dev nlohmann-json3-dev                 # HTTP (Boost.Beast) for tavnd and the engine's client
+  libxxhash-dev                                   # the prompt cache's checksums (header only)
   nginx curl procps psmisc                        # the tavnd farm test, server checks
+  prometheus                                      # promtool checks tavnd's metrics text
+  chromium                                        # the listening page's browser test
   systemd                                         # systemd-analyze verify for tavnd's unit
   clang libclang-rt-14-dev                        # fuzz targets
   clang-format shellcheck                         # scripts/lint.sh

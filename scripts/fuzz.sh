@@ -24,6 +24,7 @@ targets=(cfg_reader token_map match find_files sentence_splitter engine_params m
          wire_format)
 targets+=(server_config)           # tavnd's configuration and the parameters it passes on
 targets+=(say_options say_synch)   # tavn-say's command line and synch-text reader
+targets+=(speech_request)           # tavnd's JSON requests
 
 CC=clang CXX=clang++ cmake -G Ninja -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DTAVN_FUZZ=ON -DTAVN_TESTS=OFF -DTAVN_BENCH=OFF >/dev/null

@@ -49,6 +49,11 @@ class Exchange {
 
   // Sends the last chunk; the exchange is then over.
   virtual void end_stream() = 0;
+
+  // Ends a stream that cannot be finished (its source failed after the
+  // header left): the connection is closed without the last chunk, so the
+  // client sees the answer cut short, never a complete-looking one.
+  virtual void abort() = 0;
 };
 
 using Handler = std::function<void(const std::shared_ptr<Exchange>& exchange)>;

@@ -9,6 +9,7 @@
 #include <functional>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "server/router.h"
 #include "server/server_options.h"
@@ -33,6 +34,9 @@ struct HttpContext {
   bool draining = false;  // answer what runs, take no new request
   std::set<Connection*> connections;
   std::function<void()> on_connection_closed;  // called after one leaves `connections`
+  // Called as each answer's status line leaves: the route's path (or
+  // "other" when none matched), the status.
+  std::function<void(std::string_view route, int status)> on_answer;
 };
 
 }  // namespace tavn::server

@@ -64,6 +64,7 @@ class Session : public Exchange,
   const std::string& peer() const override { return peer_; }
 
   void respond(HttpResponse response) override {
+    count_answer(response.result_int());
     response.keep_alive(keep_alive_ && !context_.draining);
     response.prepare_payload();
     auto res = std::make_shared<HttpResponse>(std::move(response));
@@ -75,6 +76,7 @@ class Session : public Exchange,
   }
 
   void begin_stream(StreamHeader header, Done done) override {
+    count_answer(header.result_int());
     header.chunked(true);
     header.keep_alive(keep_alive_ && !context_.draining);
     stream_keep_alive_ = header.keep_alive();
@@ -104,7 +106,16 @@ class Session : public Exchange,
                       });
   }
 
+  void abort() override {
+    log_line("connection from " + peer_ + ": answer cut short, its source failed");
+    finish(false);
+  }
+
  private:
+  void count_answer(unsigned status) {
+    if (context_.on_answer) context_.on_answer(route_ != nullptr ? route_->path : "other", status);
+  }
+
   void after_write(error_code ec, const Done& done) {
     if (ec) {
       log_failure("streaming the response", ec);
@@ -173,6 +184,7 @@ class Session : public Exchange,
     busy_ = true;
     keep_alive_ = false;  // refusals before the body close the connection
     request_ = {};
+    route_ = nullptr;
     request_.version(header.version());
     if (context_.draining)
       return refuse(http::status::service_unavailable, "the server is shutting down");

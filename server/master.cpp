@@ -67,6 +67,8 @@ Master::Master(const ServerOptions& options, OptionItems command_line)
   context_.on_connection_closed = [this] { check_drained(); };
   add_engine_route(&router_, &pool_);
   add_health_route(&router_, &pool_, &context_);
+  speech_ = std::make_unique<SpeechService>(io_, pool_, context_);
+  speech_->add_routes(&router_);
 }
 
 Master::~Master() { shut_down(); }
@@ -101,6 +103,7 @@ int Master::run() {
     log_line(why);
     return 1;
   }
+  speech_->start(options_, pool_settings(options_).program);
   pool_.start();
   watch_signals();
   std::string where;

@@ -23,6 +23,7 @@
 #include "server/http_listener.h"
 #include "server/router.h"
 #include "server/server_options.h"
+#include "server/speech_service.h"
 #include "server/worker_pool.h"
 
 namespace tavn::server {
@@ -34,7 +35,8 @@ class Master {
   Master(const ServerOptions& options, OptionItems command_line);
   ~Master();
 
-  // Routes beyond the built-in ones (POST /v1/engine, GET /healthz) are
+  // Routes beyond the built-in ones (POST /v1/engine, GET /healthz and
+  // those of SpeechService) are
   // added here before run(); the pool serves speech to any of them.
   Router& router() { return router_; }
   WorkerPool& pool() { return pool_; }
@@ -59,6 +61,7 @@ class Master {
   HttpContext context_;
   Router router_;
   WorkerPool pool_;
+  std::unique_ptr<SpeechService> speech_;  // the routes for programs and people
   std::vector<std::unique_ptr<Listener>> listeners_;
   boost::asio::signal_set stop_signals_;
   boost::asio::signal_set reload_signal_;

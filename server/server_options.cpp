@@ -27,11 +27,15 @@ constexpr OptionSpec kOptions[] = {
     {"allow-root", true},
     {"audio-root", false},
     {"log", false},
+    {"cache-dir", false},
+    {"cache-size", false},
+    {"no-cache", true},
     {"worker-fd", false},
+    {"list-voices", true},
     {"help", true},
 };
 // Not read from the configuration file.
-constexpr const char* kCommandLineOnly[] = {"config", "worker-fd", "help"};
+constexpr const char* kCommandLineOnly[] = {"config", "worker-fd", "list-voices", "help"};
 
 const OptionSpec* find_option(std::string_view name) {
   for (const OptionSpec& o : kOptions) {
@@ -114,11 +118,20 @@ bool apply(const OptionItem& item, ServerOptions* o, std::string* why) {
                 : k == "request-timeout" ? &o->request_timeout
                                          : &o->drain_timeout;
     ok = read_seconds(v, m), expect = "seconds, more than 0 and at most 86400 (e.g. 2.5)";
-  } else if (k == "token-file" || k == "user" || k == "audio-root" || k == "log") {
-    std::string* s = k == "token-file" ? &o->token_file
-                     : k == "user"     ? &o->user
-                     : k == "log"      ? &o->log_file
-                                       : &o->audio_root;
+  } else if (k == "cache-size") {
+    ok = read_unsigned(v, 1'048'576, &n) && n > 0, expect = "MiB, from 1 to 1048576";
+    o->cache_mib = n;
+  } else if (k == "no-cache") {
+    ok = read_flag(v, &o->no_cache), expect = "true or false";
+  } else if (k == "list-voices") {
+    o->list_voices = true;
+  } else if (k == "token-file" || k == "user" || k == "audio-root" || k == "log" ||
+             k == "cache-dir") {
+    std::string* s = k == "token-file"  ? &o->token_file
+                     : k == "user"      ? &o->user
+                     : k == "log"       ? &o->log_file
+                     : k == "cache-dir" ? &o->cache_dir
+                                        : &o->audio_root;
     *s = v;
     // The audio folder travels to the engine inside its parameter string,
     // where blanks, commas and semicolons separate items.
@@ -259,8 +272,9 @@ bool build_options(const OptionItems& config, const OptionItems& command_line, S
 
 const char* usage_text() {
   return "Usage: tavnd [OPTION]...\n"
-         "Speaks requests of the speech engine's wire format (POST /v1/engine) over HTTP/1.1,\n"
-         "on a pool of worker processes.\n"
+         "Speaks over HTTP/1.1 on a pool of worker processes: the speech engine's wire\n"
+         "format (POST /v1/engine), JSON (POST /v1/audio/speech, /v1/speak) and a page\n"
+         "to listen at /.\n"
          "\n"
          "  --listen ADDRESS        unix:/PATH, IPV4:PORT or [IPV6]:PORT; repeatable\n"
          "                          (default 127.0.0.1:7010; other hosts only when named)\n"
@@ -284,6 +298,11 @@ const char* usage_text() {
          "  --audio-root DIR        the one folder the engine may read audio files from\n"
          "                          (requests cannot name another)\n"
          "  --log FILE              log here instead of standard error (reopened on SIGHUP)\n"
+         "  --cache-dir DIR         keep spoken answers here (default: $CACHE_DIRECTORY,\n"
+         "                          $XDG_CACHE_HOME/tavnd or ~/.cache/tavnd)\n"
+         "  --cache-size MIB        the cache's size limit (default 256)\n"
+         "  --no-cache              keep no spoken answers\n"
+         "  --list-voices           print the installed voices (name, language, rate) and exit\n"
          "  --help                  show this text\n"
          "\n"
          "Exit status: 0 after SIGTERM, 1 when the server cannot start, 2 for bad options.\n";

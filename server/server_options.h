@@ -48,7 +48,11 @@ struct ServerOptions {
   bool allow_root = false;
   std::string audio_root;
   std::string log_file;
-  int worker_fd = -1;  // >= 0: this process is a worker on that socket
+  std::string cache_dir;  // "": $CACHE_DIRECTORY, $XDG_CACHE_HOME/tavnd or ~/.cache/tavnd
+  uint64_t cache_mib = 256;
+  bool no_cache = false;
+  int worker_fd = -1;        // >= 0: this process is a worker on that socket
+  bool list_voices = false;  // print the installed voices and exit
   bool help = false;
 };
 

@@ -8,6 +8,7 @@
 #include "server/privileges.h"
 #include "server/server_log.h"
 #include "server/server_options.h"
+#include "server/voice_listing.h"
 #include "server/worker.h"
 
 using namespace tavn::server;
@@ -26,6 +27,7 @@ int main(int argc, char** argv) {
     return 0;
   }
   if (options.worker_fd >= 0) return run_worker(options.worker_fd, options.audio_root);
+  if (options.list_voices) return print_voices();
   why = check_run_as(options.user, options.allow_root);
   if (!why.empty()) {
     std::fprintf(stderr, "tavnd: %s\n", why.c_str());

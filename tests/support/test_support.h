@@ -3,12 +3,14 @@
 #ifndef TAVN_TESTS_SUPPORT_TEST_SUPPORT_H_
 #define TAVN_TESTS_SUPPORT_TEST_SUPPORT_H_
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -78,6 +80,18 @@ inline size_t count(const std::string& hay, const std::string& needle) {
 // The little-endian 32-bit number at byte `at` of `b`.
 inline uint32_t le32(const std::vector<uint8_t>& b, size_t at) {
   return b[at] | b[at + 1] << 8 | b[at + 2] << 16 | static_cast<uint32_t>(b[at + 3]) << 24;
+}
+
+// Standard output of a shell command (add 2>&1 for its errors too); its exit
+// status in *status, -1 when it did not exit.
+inline std::string run_command(const std::string& command, int* status = nullptr) {
+  std::string out;
+  FILE* p = popen(command.c_str(), "r");
+  char buf[4096];
+  for (size_t n; p != nullptr && (n = std::fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
+  const int s = p == nullptr ? -1 : pclose(p);
+  if (status != nullptr) *status = s != -1 && WIFEXITED(s) ? WEXITSTATUS(s) : -1;
+  return out;
 }
 
 #endif  // TAVN_TESTS_SUPPORT_TEST_SUPPORT_H_
