@@ -6,7 +6,9 @@
 #include <nlohmann/json.hpp>
 
 #include "engines/speech/engine_codes.h"
+#include "engines/speech/markup/markup_fragment.h"
 #include "engines/speech/remote/wire_format.h"
+#include "engines/speech/voice_choice.h"
 #include "server/api/audio_stream.h"
 #include "server/api/speech_marks.h"
 #include "server/cache/cache_key.h"
@@ -201,7 +203,13 @@ class SpeakJob : public std::enable_shared_from_this<SpeakJob> {
     writer_.reset();  // nothing stored; whoever waits renders for itself
     log_line("request from " + exchange_->peer() + " failed: " + reason);
     if (started_) return exchange_->abort();
-    respond_error(exchange_, engine_error(code, reason));
+    std::string detail = reason;
+    if (code == speech::ENGINE_ERR_BAD_MARKUP) {
+      const std::string place =
+          speech::markup::markup_error_place(request_.text, speech::voice_language(request_.voice));
+      if (!place.empty()) detail = place;
+    }
+    respond_error(exchange_, engine_error(code, detail));
   }
 
   SpeechService* service_;

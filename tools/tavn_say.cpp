@@ -147,12 +147,11 @@ uint32_t read_markup_again(const SayOptions& o, const speech::EngineSettings& se
 // A failed request; for markup the engine could not read, also where and why.
 int report(uint32_t code, const SayOptions& o, const std::string& params) {
   std::string message = "failed: " + describe_result(code);
-  speech::markup::MarkupDocument doc;
-  speech::markup::MarkupError error;
-  if (code == speech::ENGINE_ERR_BAD_MARKUP &&
-      read_markup_again(o, engine_settings(params), &doc, &error) != 0) {
-    message += "\ntavn-say: line " + std::to_string(error.line) + ", column " +
-               std::to_string(error.column) + ": " + error.reason;
+  if (code == speech::ENGINE_ERR_BAD_MARKUP) {
+    const speech::EngineSettings settings = engine_settings(params);
+    const std::string place = speech::markup::markup_error_place(
+        spoken_text(o).substr(0, kMaxTextBytes), speech::voice_language(settings.voice));
+    if (!place.empty()) message += "\ntavn-say: " + place;
   }
   return fail(message);
 }

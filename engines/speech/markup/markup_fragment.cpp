@@ -45,4 +45,16 @@ uint32_t read_markup_or_fragment(std::string_view text, std::string_view languag
   return 0;
 }
 
+std::string markup_error_place(std::string_view text, std::string_view language) {
+  try {
+    MarkupDocument doc;
+    MarkupError error;
+    if (read_markup_or_fragment(text, language, &doc, &error) != ENGINE_ERR_BAD_MARKUP) return {};
+    return "line " + std::to_string(error.line) + ", column " + std::to_string(error.column) +
+           ": " + error.reason;
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
+}
+
 }  // namespace tavn::speech::markup

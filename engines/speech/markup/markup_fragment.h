@@ -8,6 +8,7 @@
 #define TAVN_ENGINES_SPEECH_MARKUP_MARKUP_FRAGMENT_H_
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "engines/speech/markup/markup_document.h"
@@ -20,6 +21,10 @@ namespace tavn::speech::markup {
 // read_markup; a fragment may be 15 bytes shorter than kMaxMarkupBytes.
 uint32_t read_markup_or_fragment(std::string_view text, std::string_view language,
                                  MarkupDocument* out, MarkupError* error);
+
+// Where and why `text` cannot be read by read_markup_or_fragment, for people:
+// "line 1, column 27: mismatched tag"; "" when it reads.  Never throws.
+std::string markup_error_place(std::string_view text, std::string_view language);
 
 }  // namespace tavn::speech::markup
 
