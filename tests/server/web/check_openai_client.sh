@@ -11,5 +11,6 @@ out=${2:?usage: check_openai_client.sh TAVND OUTPUT_FOLDER}
 mkdir -p "$out"
 out=$(cd "$out" && pwd)
 "$here/install_node_packages.sh" "$out/node"
+# shellcheck source=tests/server/web/start_tavnd.sh
 . "$here/start_tavnd.sh" "$tavnd" "$out/openai-tavnd"
 node "$here/openai_client_test.js" "http://127.0.0.1:$port/v1" "$out/node"

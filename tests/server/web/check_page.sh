@@ -15,6 +15,7 @@ mkdir -p "$out"
 out=$(cd "$out" && pwd)
 command -v chromium >/dev/null || "$root/scripts/apt.sh" install chromium
 "$here/install_node_packages.sh" "$out/node"
+# shellcheck source=tests/server/web/start_tavnd.sh
 . "$here/start_tavnd.sh" "$tavnd" "$out/page-tavnd"
 node "$here/page_test.js" "http://127.0.0.1:$port/" "$out/node" "$out"
 echo "screenshots: $out/page.png, page-error.png, page-wide.png"
