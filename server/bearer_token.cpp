@@ -2,34 +2,27 @@
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
+
+#include "engines/speech/remote/bearer_token.h"
 
 namespace tavn::server {
 
 bool read_token_file(const std::string& path, std::string* token, std::string* why) {
   errno = 0;
-  std::ifstream in(path);
-  std::string line;
-  if (!in || !std::getline(in, line)) {
-    *why = "cannot read the token file " + path +
-           (errno ? std::string(": ") + std::strerror(errno) : "");
-    return false;
-  }
-  const size_t b = line.find_first_not_of(" \t\r");
-  const size_t e = line.find_last_not_of(" \t\r");
-  line = b == std::string::npos ? "" : line.substr(b, e - b + 1);
-  for (char c : line) {
-    if (c <= ' ' || c > '~') {
-      *why = "the token in " + path + " holds a blank or a character outside visible ASCII";
+  switch (speech::read_token_file(path, token)) {
+    case speech::TokenFile::kRead: return true;
+    case speech::TokenFile::kUnreadable:
+      *why = "cannot read the token file " + path +
+             (errno ? std::string(": ") + std::strerror(errno) : "");
       return false;
-    }
+    case speech::TokenFile::kNoToken:
+      *why = "the token file " + path + " holds no token on its first line";
+      return false;
+    case speech::TokenFile::kBadToken: break;
   }
-  if (line.empty()) {
-    *why = "the token file " + path + " holds no token on its first line";
-    return false;
-  }
-  *token = line;
-  return true;
+  *why = "the token in " + path + " holds a blank or a character outside visible ASCII, or is " +
+         "longer than " + std::to_string(speech::kMaxTokenBytes) + " bytes";
+  return false;
 }
 
 bool bearer_matches(std::string_view authorization, std::string_view token) {

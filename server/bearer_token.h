@@ -9,9 +9,8 @@
 
 namespace tavn::server {
 
-// The token: the file's first line without surrounding blanks.  False with
-// a message in `*why` when the file cannot be read or the token is empty
-// or holds characters outside visible ASCII.
+// The token: the file's first line, read as the engine reads its token file
+// (speech::read_token_file).  False with a message in `*why` otherwise.
 bool read_token_file(const std::string& path, std::string* token, std::string* why);
 
 // True when `authorization` (an Authorization header's value) is "Bearer "

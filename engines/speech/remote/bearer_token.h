@@ -1,4 +1,5 @@
-// The bearer token the engine shows speech servers that require one.
+// The bearer token the engine shows speech servers that require one, and
+// the token file both the engine and tavnd read.
 //
 // The token never travels in the engine parameter string (which the front
 // end logs and the server receives); the parameter string or the
@@ -19,6 +20,14 @@ namespace tavn::speech {
 
 constexpr size_t kMaxTokenBytes = 1024;
 constexpr char kTokenFileVariable[] = "TAVN_TOKEN_FILE";
+
+enum class TokenFile { kRead, kUnreadable, kNoToken, kBadToken };
+
+// Reads the token on the first line of the file at `path` into `*out`:
+// kRead; otherwise `*out` is empty and the result says why (kBadToken: a
+// blank or a character outside visible ASCII inside it, or longer than
+// kMaxTokenBytes).  errno is kept from the failed open for kUnreadable.
+TokenFile read_token_file(const std::string& path, std::string* out);
 
 // Reads the token from `token_file`, or when that is empty from the file
 // TAVN_TOKEN_FILE names, into `*out`.  Neither given: 0 and `*out` empty.
