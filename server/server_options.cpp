@@ -1,8 +1,8 @@
 #include "server/server_options.h"
 
-#include <arpa/inet.h>
-
 #include <cstring>
+
+#include "engines/speech/remote/server_address.h"
 
 namespace tavn::server {
 namespace {
@@ -154,38 +154,18 @@ bool apply(const OptionItem& item, ServerOptions* o, std::string* why) {
 }  // namespace
 
 bool parse_listen_address(std::string_view text, ListenAddress* out, std::string* why) {
-  ListenAddress a;
-  a.text.assign(text.data(), text.size());
-  if (text.rfind("unix:", 0) == 0) {
-    a.is_unix = true;
-    a.path = a.text.substr(5);
-    // sun_path holds 108 bytes with the terminator.
-    if (a.path.empty() || a.path[0] != '/' || a.path.size() > 107) {
-      *why = "--listen " + a.text + ": expected unix: and an absolute path of at most 107 bytes";
-      return false;
-    }
-    *out = a;
-    return true;
-  }
-  const size_t colon = text.rfind(':');
-  std::string_view host = colon == std::string_view::npos ? "" : text.substr(0, colon);
-  if (host.size() >= 2 && host.front() == '[' && host.back() == ']')
-    host = host.substr(1, host.size() - 2);
-  uint64_t port = 0;
-  unsigned char addr[16];
-  const std::string h(host);
-  const bool v4 = inet_pton(AF_INET, h.c_str(), addr) == 1;
-  const bool v6 = !v4 && text.front() == '[' && inet_pton(AF_INET6, h.c_str(), addr) == 1;
-  if (colon == std::string_view::npos || !(v4 || v6) ||
-      !read_unsigned(text.substr(colon + 1), 65'535, &port)) {
-    *why = "--listen " + a.text +
-           ": expected unix:/PATH, IPV4:PORT or [IPV6]:PORT (a numeric address; port 0 "
-           "picks a free one)";
+  speech::ServerAddress parsed;
+  if (!speech::parse_server_address(text, &parsed, /*port_zero=*/true)) {
+    *why = "--listen " + std::string(text) +
+           ": expected unix:/PATH (at most 107 bytes), IPV4:PORT or [IPV6]:PORT (a numeric "
+           "address or localhost; port 0 picks a free one)";
     return false;
   }
-  a.host = h;
-  a.port = static_cast<uint16_t>(port);
-  *out = a;
+  out->is_unix = parsed.is_unix;
+  out->path = std::move(parsed.path);
+  out->host = std::move(parsed.host);
+  out->port = parsed.port;
+  out->text.assign(text.data(), text.size());
   return true;
 }
 

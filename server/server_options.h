@@ -29,8 +29,9 @@ struct ListenAddress {
   std::string text;  // as given, for messages
 };
 
-// Reads "unix:/abs/path", "HOST:PORT" or "[V6]:PORT".  False with a
-// one-line reason in `*why` otherwise.
+// Reads an address as the engine's connection strings name a server
+// (speech::parse_server_address), port 0 included.  False with a one-line
+// reason in `*why` otherwise.
 bool parse_listen_address(std::string_view text, ListenAddress* out, std::string* why);
 
 struct ServerOptions {

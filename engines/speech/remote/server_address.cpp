@@ -7,21 +7,21 @@
 namespace tavn::speech {
 namespace {
 
-bool read_port(std::string_view s, uint16_t* out) {
+bool read_port(std::string_view s, bool port_zero, uint16_t* out) {
   if (s.empty() || s.size() > 5) return false;
   uint32_t v = 0;
   for (char c : s) {
     if (c < '0' || c > '9') return false;
     v = v * 10 + static_cast<uint32_t>(c - '0');
   }
-  if (v == 0 || v > 65535) return false;
+  if ((v == 0 && !port_zero) || v > 65535) return false;
   *out = static_cast<uint16_t>(v);
   return true;
 }
 
 }  // namespace
 
-bool parse_server_address(std::string_view text, ServerAddress* out) {
+bool parse_server_address(std::string_view text, ServerAddress* out, bool port_zero) {
   constexpr std::string_view kUnix = "unix:";
   if (text.find('\0') != std::string_view::npos) return false;
   if (text.substr(0, kUnix.size()) == kUnix) {
@@ -33,7 +33,7 @@ bool parse_server_address(std::string_view text, ServerAddress* out) {
     return true;
   }
   const size_t colon = text.rfind(':');
-  if (colon == std::string_view::npos || !read_port(text.substr(colon + 1), &out->port))
+  if (colon == std::string_view::npos || !read_port(text.substr(colon + 1), port_zero, &out->port))
     return false;
   std::string host(text.substr(0, colon));
   unsigned char binary[sizeof(in6_addr)];

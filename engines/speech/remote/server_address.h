@@ -27,8 +27,9 @@ struct ServerAddress {
 
 // Reads `text` into `*out`.  False (`*out` unspecified) for anything that
 // is not one of the forms above, including a Unix path longer than a
-// socket address holds.
-bool parse_server_address(std::string_view text, ServerAddress* out);
+// socket address holds.  `port_zero` also takes port 0 (a server about to
+// listen lets the system pick one).
+bool parse_server_address(std::string_view text, ServerAddress* out, bool port_zero = false);
 
 }  // namespace tavn::speech
 
