@@ -29,6 +29,7 @@ packages=(
   libboost-dev nlohmann-json3-dev                 # HTTP (Boost.Beast) for tavnd and the engine's client
   libxxhash-dev                                   # the prompt cache's checksums (header only)
   nginx curl procps psmisc                        # the tavnd farm test, server checks
+  wrk                                             # load for bench/bench_cache_hits.sh
   prometheus                                      # promtool checks tavnd's metrics text
   chromium                                        # the listening page's browser test
   systemd                                         # systemd-analyze verify for tavnd's unit

@@ -175,15 +175,8 @@ class SpeakJob : public std::enable_shared_from_this<SpeakJob> {
         std::chrono::duration<double>(std::chrono::steady_clock::now() - started_at_).count());
     const std::string type = media_type(request_.output);
     const std::string meta = marks_answer(marks_.json(), stored_audio_url(key_.hex()), type);
-    bool stored = false;
-    if (writer_ != nullptr) {
-      const std::string wave = stream_.final_header();
-      if (!wave.empty()) writer_->overwrite(0, wave.data(), wave.size());
-      stored = writer_->commit(meta);
-      writer_.reset();
-    }
     if (request_.marks) {
-      if (stored) return respond_json(meta, cache_state_);
+      if (store(meta)) return respond_json(meta, cache_state_);
       const std::string wave = stream_.final_header();  // the whole file is here: its real sizes
       held_.replace(0, wave.size(), wave);
       std::string data(boost::beast::detail::base64::encoded_size(held_.size()), '\0');
@@ -192,11 +185,26 @@ class SpeakJob : public std::enable_shared_from_this<SpeakJob> {
                           cache_state_);
     }
     // The answer may not have begun (a text without a sentence): send what is held.
+    // The entry is stored once the answer's end is on its way, so that
+    // writing and checking it cost the client no time; this thread stores it
+    // before it reads another request, so a repeat still finds it.
     auto self = shared_from_this();
     out_.swap(held_);
-    send([self](bool ok) {
+    send([self, meta](bool ok) {
       if (ok) self->exchange_->end_stream();
+      self->store(meta);
     });
+  }
+
+  // Stores the rendered answer (its WAVE sizes made real) with `meta`:
+  // whether it was stored.
+  bool store(const std::string& meta) {
+    if (writer_ == nullptr) return false;
+    const std::string wave = stream_.final_header();
+    if (!wave.empty()) writer_->overwrite(0, wave.data(), wave.size());
+    const bool stored = writer_->commit(meta);
+    writer_.reset();
+    return stored;
   }
 
   void fail(uint32_t code, const std::string& reason) {
