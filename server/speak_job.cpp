@@ -151,9 +151,11 @@ class SpeakJob : public std::enable_shared_from_this<SpeakJob> {
       held_ += out_;
       return next(true);
     }
-    held_ += out_;
-    out_.swap(held_);
-    held_.clear();
+    if (!held_.empty()) {  // the header held back joins the first sentence
+      held_ += out_;
+      out_.swap(held_);
+      held_.clear();
+    }
     send(next);
   }
 
