@@ -41,6 +41,8 @@ struct WorkerPool::Slot {
 
 namespace {
 
+constexpr int kWorkerSendBytes = 4 << 20;
+
 std::string describe_status(int status) {
   if (WIFSIGNALED(status)) return "killed by signal " + std::to_string(WTERMSIG(status));
   return "exit status " + std::to_string(WEXITSTATUS(status));
@@ -82,6 +84,11 @@ void WorkerPool::spawn(Slot& slot) {
     });
     return;
   }
+  // Room for a few sentences of audio on the way to the master, so that a
+  // worker renders on while the master passes the last one to its client
+  // (the system's limit, net.core.wmem_max, may cap it lower).
+  const int room = kWorkerSendBytes;
+  setsockopt(sv[1], SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, sv[1], 3);
