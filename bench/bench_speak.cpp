@@ -100,8 +100,8 @@ Answer speak(unsigned short port, const std::string& text) {
 
 bool answered(const Answer& a, const char* cache) {
   if (a.status == 200 && a.total_ms >= 0 && a.cache == cache) return true;
-  std::fprintf(stderr, "bench_speak: status %d, Tavn-Cache \"%s\" (wanted 200 and %s)\n",
-               a.status, a.cache.c_str(), cache);
+  std::fprintf(stderr, "bench_speak: status %d, Tavn-Cache \"%s\" (wanted 200 and %s)\n", a.status,
+               a.cache.c_str(), cache);
   return false;
 }
 
@@ -128,7 +128,8 @@ struct Server {
       ready = speak(port, "Warming up.").status == 200;
       if (!ready) std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
-    if (!ready) std::fprintf(stderr, "bench_speak: tavnd did not speak:\n%s", process.log().c_str());
+    if (!ready)
+      std::fprintf(stderr, "bench_speak: tavnd did not speak:\n%s", process.log().c_str());
   }
   ~Server() { process.stop(SIGTERM); }
 };

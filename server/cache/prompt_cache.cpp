@@ -117,6 +117,10 @@ bool PromptCache::Entry::read(uint64_t offset, size_t n, std::string* out) const
   out->clear();
   if (offset >= body_length_) return true;
   const size_t take = static_cast<size_t>(std::min<uint64_t>(n, body_length_ - offset));
+  if (held_ != nullptr) {
+    out->assign(held_->body, static_cast<size_t>(offset), take);
+    return true;
+  }
   if (in_memory_) {
     out->assign(body_, static_cast<size_t>(offset), take);
     return true;
@@ -128,6 +132,10 @@ bool PromptCache::Entry::read(uint64_t offset, size_t n, std::string* out) const
 }
 
 bool PromptCache::Entry::take_body(std::string* out) {
+  if (held_ != nullptr) {
+    *out = held_->body;
+    return true;
+  }
   if (!in_memory_) return read(0, static_cast<size_t>(body_length_), out);
   out->swap(body_);
   body_.clear();
@@ -340,7 +348,49 @@ void PromptCache::remove_locked(Hash128 h, bool unlink_file) {
   bytes_ -= it->second.bytes;
   lru_.erase(it->second.lru);
   index_.erase(it);
+  drop_held_locked(h);
   if (unlink_file) ::unlink(path_of(h).c_str());
+}
+
+void PromptCache::drop_held_locked(const Hash128& h) {
+  const auto it = held_.find(h);
+  if (it == held_.end()) return;
+  held_bytes_ -= it->second.bytes;
+  held_lru_.erase(it->second.lru);
+  held_.erase(it);
+}
+
+std::unique_ptr<PromptCache::Entry> PromptCache::held_entry(const Hash128& h,
+                                                            const std::string* material) {
+  std::shared_ptr<const HeldAnswer> answer;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const auto it = held_.find(h);
+    if (it == held_.end()) return nullptr;
+    held_lru_.splice(held_lru_.begin(), held_lru_, it->second.lru);
+    answer = it->second.answer;
+  }
+  if (material != nullptr && answer->material != *material) return nullptr;
+  std::unique_ptr<Entry> entry(new Entry);
+  entry->body_length_ = answer->body.size();
+  entry->meta_ = answer->meta;
+  entry->held_ = std::move(answer);
+  return entry;
+}
+
+void PromptCache::hold(const Hash128& h, const Entry& entry) {
+  const uint64_t bytes = entry.body_.size() + entry.meta_.size() + entry.material_.size();
+  if (!entry.in_memory_ || bytes > options_.memory_bytes / 4) return;
+  auto answer = std::make_shared<const HeldAnswer>(
+      HeldAnswer{entry.material_, entry.body_, entry.meta_});  // copied before taking the lock
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (index_.count(h) == 0) return;  // removed meanwhile
+  drop_held_locked(h);
+  while (held_bytes_ + bytes > options_.memory_bytes && !held_lru_.empty())
+    drop_held_locked(held_lru_.back());
+  held_lru_.push_front(h);
+  held_.emplace(h, Held{std::move(answer), bytes, held_lru_.begin()});
+  held_bytes_ += bytes;
 }
 
 void PromptCache::evict_locked() {
@@ -376,6 +426,7 @@ std::unique_ptr<PromptCache::Entry> PromptCache::read_entry(const Hash128& h,
       (material != nullptr && stored_key != *material)) {
     return nullptr;
   }
+  entry->material_ = std::move(stored_key);
   offset += header.key_length;
   entry->body_offset_ = offset;
   entry->body_length_ = header.body_length;
@@ -439,7 +490,9 @@ void PromptCache::note_hit(const Hash128& h, const Entry& entry) {
       if (touch) it->second.touched = now;
     }
   }
-  if (touch) ::futimens(entry.fd_, nullptr);  // recency that survives a restart
+  // Recency that survives a restart.
+  if (touch && entry.fd_ >= 0) ::futimens(entry.fd_, nullptr);
+  if (touch && entry.fd_ < 0) ::utimensat(AT_FDCWD, path_of(h).c_str(), nullptr, 0);
   hits_++;
 }
 
@@ -450,6 +503,10 @@ std::unique_ptr<PromptCache::Entry> PromptCache::find_by_name(std::string_view n
     std::lock_guard<std::mutex> lock(mutex_);
     if (index_.count(h) == 0) return nullptr;
   }
+  if (auto held = held_entry(h, nullptr)) {
+    note_hit(h, *held);
+    return held;
+  }
   int fault = 0;
   ino_t inode = 0;
   auto entry = read_entry(h, nullptr, &fault, &inode);
@@ -457,6 +514,7 @@ std::unique_ptr<PromptCache::Entry> PromptCache::find_by_name(std::string_view n
     forget(h, inode, fault != ENOENT);
     return nullptr;
   }
+  hold(h, *entry);
   note_hit(h, *entry);
   return entry;
 }
@@ -484,10 +542,17 @@ PromptCache::Lookup PromptCache::find(const CacheKey& key) {
         break;
       }
     }
+    result.entry = held_entry(h, &key.material);
+    if (result.entry != nullptr) {
+      note_hit(h, *result.entry);
+      result.kind = Lookup::kHit;
+      return result;
+    }
     int fault = 0;
     ino_t inode = 0;
     result.entry = read_entry(h, &key.material, &fault, &inode);
     if (result.entry != nullptr) {
+      hold(h, *result.entry);
       note_hit(h, *result.entry);
       result.kind = Lookup::kHit;
       return result;
@@ -526,6 +591,7 @@ PromptCache::Stats PromptCache::stats() const {
     std::lock_guard<std::mutex> lock(mutex_);
     s.entries = index_.size();
     s.bytes = bytes_;
+    s.held_bytes = held_bytes_;
   }
   s.hits = hits_;
   s.misses = misses_;

@@ -1,15 +1,19 @@
 // The prompt cache: finished answers on disk, one file per request key,
 // under one folder with a size limit and least-recently-used eviction.
 //
-// Memory holds only the index (key hash, size and recency of each entry,
-// about 100 bytes each, at most Options::max_entries of them); the audio
-// stays on disk.  The index is rebuilt from the folder when the cache is
-// opened, ordered by the files' modification times, which a hit refreshes
+// Memory holds the index (key hash, size and recency of each entry, about
+// 100 bytes each, at most Options::max_entries of them) and, up to
+// Options::memory_bytes, the answers most recently served, as they were
+// when their check passed (bodies up to 1 MiB), so a prompt asked for all
+// day is read and checked once; the rest of the audio stays on disk.  The index is rebuilt from the
+// folder when the cache is opened, ordered by the files' modification times, which a hit refreshes
 // (at most once a minute per entry), so recency survives a restart.
 //
-// Every read checks the entry: its length and its XXH3-64 checksum, and
-// that its stored key material is the request's.  A truncated, corrupt or
-// foreign entry is deleted and reported as a miss, never served.
+// Every read from disk checks the entry: its length and its XXH3-64
+// checksum, and that its stored key material is the request's.  A
+// truncated, corrupt or foreign entry is deleted and reported as a miss,
+// never served.  An answer held in memory was checked when it was read and
+// is served as it was then, until its entry leaves the index.
 //
 // Writing: an entry is written under a temporary name ("*.tmp", removed
 // when the cache is opened) and renamed to its real name only when
@@ -57,10 +61,16 @@ namespace tavn::server {
 class PromptCache {
  public:
   struct Options {
-    std::string dir;                    // made if missing
-    uint64_t max_bytes = 256ull << 20;  // sum of the entries' file sizes
-    uint64_t max_entries = 100000;      // bounds the index's memory
-    uint64_t max_entry_bytes = 0;       // 0: max_bytes / 8
+    std::string dir;                      // made if missing
+    uint64_t max_bytes = 256ull << 20;    // sum of the entries' file sizes
+    uint64_t max_entries = 100000;        // bounds the index's memory
+    uint64_t max_entry_bytes = 0;         // 0: max_bytes / 8
+    uint64_t memory_bytes = 32ull << 20;  // checked answers held in memory; 0: none
+  };
+
+  // An answer held in memory: shared by the entries served from it.
+  struct HeldAnswer {
+    std::string material, body, meta;
   };
 
   struct Stats {
@@ -69,6 +79,7 @@ class PromptCache {
     uint64_t waits = 0;           // find() gave a Flight: the caller waits
     uint64_t entries = 0;         // now in the index
     uint64_t bytes = 0;           // their file sizes
+    uint64_t held_bytes = 0;      // answers held in memory (at most Options::memory_bytes)
     uint64_t stored = 0;          // entries written since open
     uint64_t evicted = 0;         // removed to keep within the limits
     uint64_t corrupt = 0;         // found damaged on read and removed
@@ -102,6 +113,8 @@ class PromptCache {
     bool in_memory_ = false;  // small bodies are kept from the check's read
     std::string body_;
     std::string meta_;
+    std::string material_;                    // the stored key material, once checked
+    std::shared_ptr<const HeldAnswer> held_;  // set when served from memory
   };
 
   // The rendering of one key, for those who wait on it.
@@ -200,6 +213,12 @@ class PromptCache {
     int64_t touched;  // when its file's time was last set (steady seconds)
     std::list<Hash128>::iterator lru;
   };
+  // A checked answer held in memory.
+  struct Held {
+    std::shared_ptr<const HeldAnswer> answer;
+    uint64_t bytes;
+    std::list<Hash128>::iterator lru;
+  };
 
   explicit PromptCache(const Options& options) : options_(options) {}
   bool scan(std::string* why);
@@ -210,6 +229,12 @@ class PromptCache {
   std::unique_ptr<Entry> read_entry(const Hash128& h, const std::string* material, int* fault,
                                     ino_t* inode) const;
   void note_hit(const Hash128& h, const Entry& entry);
+  // An entry served from memory (its key material equal to `*material`
+  // unless that is null), or null.
+  std::unique_ptr<Entry> held_entry(const Hash128& h, const std::string* material);
+  // Keeps a copy of `entry`, just checked, in memory when it is small enough.
+  void hold(const Hash128& h, const Entry& entry);
+  void drop_held_locked(const Hash128& h);
   void add_locked(const Hash128& h, uint64_t bytes, int64_t touched);
   void remove_locked(Hash128 h, bool unlink_file);  // by value: `h` may live in lru_
   void evict_locked();
@@ -223,6 +248,9 @@ class PromptCache {
   mutable std::mutex mutex_;
   std::unordered_map<Hash128, Indexed, Hash128Hasher> index_;
   std::list<Hash128> lru_;  // front: most recently used
+  std::unordered_map<Hash128, Held, Hash128Hasher> held_;
+  std::list<Hash128> held_lru_;  // front: most recently served
+  uint64_t held_bytes_ = 0;
   std::unordered_map<Hash128, std::shared_ptr<Flight>, Hash128Hasher> flights_;
   uint64_t bytes_ = 0;
   std::atomic<uint64_t> tmp_counter_{0};

@@ -171,6 +171,40 @@ TEST(PromptCache, DamagedEntriesAreDroppedAndRenderedAgain) {
   }
 }
 
+TEST(PromptCache, AnswersHeldInMemoryAreTheCheckedOnesAndBounded) {
+  Temp_Dir dir;
+  std::string why;
+  PromptCache::Options o;
+  o.dir = dir.path();
+  o.max_bytes = 1 << 20;
+  o.memory_bytes = 14000;  // four answers of 3000 bytes and their keys, not five
+  auto cache = PromptCache::open(o, &why);
+  ASSERT_NE(cache, nullptr) << why;
+  for (char c = 'a'; c <= 'e'; ++c) ASSERT_TRUE(store(*cache, std::string(1, c), std::string(3000, c)));
+  for (char c = 'a'; c <= 'e'; ++c) EXPECT_EQ(fetch(*cache, std::string(1, c)), std::string(3000, c));
+  EXPECT_GT(cache->stats().held_bytes, 0u);
+  EXPECT_LE(cache->stats().held_bytes, o.memory_bytes);
+  // Damage on disk after the check: the held answer is the checked one...
+  for (const char* name : {"e", "a"}) {
+    std::string bytes = read_file(entry_path(dir, name));
+    bytes[1500] ^= 0x10;
+    dir.write(make_cache_key(name).hex() + ".entry", bytes);
+  }
+  EXPECT_EQ(fetch(*cache, "e"), std::string(3000, 'e'));
+  // ...and one no longer held is read again, found damaged and not served.
+  EXPECT_EQ(fetch(*cache, "a"), "miss");
+  EXPECT_EQ(cache->stats().corrupt, 1u);
+  // An evicted entry leaves memory with the index.
+  PromptCache::Options none = o;
+  none.memory_bytes = 0;
+  Temp_Dir other;
+  none.dir = other.path();
+  auto uncached = PromptCache::open(none, &why);
+  ASSERT_TRUE(store(*uncached, "x", "audio"));
+  EXPECT_EQ(fetch(*uncached, "x"), "audio");
+  EXPECT_EQ(uncached->stats().held_bytes, 0u);
+}
+
 TEST(PromptCache, AnEntryOfAnotherKeyIsNeverServed) {
   Temp_Dir dir;
   auto cache = open_cache(dir.path());
