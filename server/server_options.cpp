@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "engines/speech/decimal_number.h"
 #include "engines/speech/remote/server_address.h"
 
 namespace tavn::server {
@@ -51,26 +52,14 @@ std::string_view trim(std::string_view s) {
   return s.substr(b, s.find_last_not_of(blanks) - b + 1);
 }
 
-bool read_unsigned(std::string_view s, uint64_t max, uint64_t* out) {
-  if (s.empty() || s.size() > 19) return false;
-  uint64_t v = 0;
-  for (char c : s) {
-    if (c < '0' || c > '9') return false;
-    v = v * 10 + static_cast<uint64_t>(c - '0');
-  }
-  if (v > max) return false;
-  *out = v;
-  return true;
-}
-
 // Seconds with up to three decimals, e.g. "10", "0.5"; at most one day.
 bool read_seconds(std::string_view s, Millis* out) {
   const size_t dot = s.find('.');
   uint64_t whole = 0, frac = 0;
-  if (!read_unsigned(s.substr(0, dot), 86'400, &whole)) return false;
+  if (!speech::read_decimal(s.substr(0, dot), 86'400, &whole)) return false;
   if (dot != std::string_view::npos) {
     const std::string_view f = s.substr(dot + 1);
-    if (f.empty() || f.size() > 3 || !read_unsigned(f, 999, &frac)) return false;
+    if (f.empty() || f.size() > 3 || !speech::read_decimal(f, 999, &frac)) return false;
     for (size_t i = f.size(); i < 3; ++i) frac *= 10;
   }
   const uint64_t ms = whole * 1000 + frac;
@@ -103,13 +92,13 @@ bool apply(const OptionItem& item, ServerOptions* o, std::string* why) {
   } else if (k == "config") {
     o->config_file = v;
   } else if (k == "workers") {
-    ok = read_unsigned(v, 256, &n) && n > 0, expect = "a number from 1 to 256";
+    ok = speech::read_decimal(v, 256, &n) && n > 0, expect = "a number from 1 to 256";
     o->workers = static_cast<unsigned>(n);
   } else if (k == "queue") {
-    ok = read_unsigned(v, 100'000, &n), expect = "a number from 0 to 100000";
+    ok = speech::read_decimal(v, 100'000, &n), expect = "a number from 0 to 100000";
     o->queue = n;
   } else if (k == "max-connections") {
-    ok = read_unsigned(v, 100'000, &n) && n > 0, expect = "a number from 1 to 100000";
+    ok = speech::read_decimal(v, 100'000, &n) && n > 0, expect = "a number from 1 to 100000";
     o->max_connections = n;
   } else if (k == "read-timeout" || k == "idle-timeout" || k == "request-timeout" ||
              k == "drain-timeout") {
@@ -119,7 +108,7 @@ bool apply(const OptionItem& item, ServerOptions* o, std::string* why) {
                                          : &o->drain_timeout;
     ok = read_seconds(v, m), expect = "seconds, more than 0 and at most 86400 (e.g. 2.5)";
   } else if (k == "cache-size") {
-    ok = read_unsigned(v, 1'048'576, &n) && n > 0, expect = "MiB, from 1 to 1048576";
+    ok = speech::read_decimal(v, 1'048'576, &n) && n > 0, expect = "MiB, from 1 to 1048576";
     o->cache_mib = n;
   } else if (k == "no-cache") {
     ok = read_flag(v, &o->no_cache), expect = "true or false";
@@ -142,7 +131,7 @@ bool apply(const OptionItem& item, ServerOptions* o, std::string* why) {
   } else if (k == "allow-root") {
     ok = read_flag(v, &o->allow_root), expect = "true or false";
   } else if (k == "worker-fd") {
-    ok = read_unsigned(v, 65'535, &n), expect = "a descriptor number";
+    ok = speech::read_decimal(v, 65'535, &n), expect = "a descriptor number";
     o->worker_fd = static_cast<int>(n);
   } else if (k == "help") {
     o->help = true;
@@ -178,19 +167,19 @@ bool read_command_line(int argc, const char* const* argv, OptionItems* out, std:
     }
     const size_t eq = arg.find('=');
     const std::string name(arg.substr(2, eq == std::string_view::npos ? arg.npos : eq - 2));
-    const OptionSpec* spec = find_option(name);
-    if (spec == nullptr) {
+    const OptionSpec* option = find_option(name);
+    if (option == nullptr) {
       *why = "unknown option: --" + name;
       return false;
     }
     OptionItem item{name, "true"};
     if (eq != std::string_view::npos) {
-      if (spec->flag) {
+      if (option->flag) {
         *why = "--" + name + " takes no value";
         return false;
       }
       item.value = std::string(arg.substr(eq + 1));
-    } else if (!spec->flag) {
+    } else if (!option->flag) {
       if (i + 1 >= argc) {
         *why = "--" + name + " needs a value";
         return false;

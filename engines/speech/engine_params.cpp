@@ -2,6 +2,7 @@
 
 #include <cctype>
 
+#include "engines/speech/decimal_number.h"
 #include "engines/speech/engine_codes.h"
 
 namespace tavn::speech {
@@ -21,15 +22,9 @@ bool equals_i(std::string_view a, std::string_view b) {
   return true;
 }
 
-// Decimal digits only; false when empty, not a number or above `max`.
 bool read_number(std::string_view s, uint32_t max, uint32_t* out) {
-  if (s.empty()) return false;
   uint64_t v = 0;
-  for (char c : s) {
-    if (c < '0' || c > '9') return false;
-    v = v * 10 + static_cast<uint64_t>(c - '0');
-    if (v > max) return false;
-  }
+  if (!read_decimal(s, max, &v)) return false;
   *out = static_cast<uint32_t>(v);
   return true;
 }

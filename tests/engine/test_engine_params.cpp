@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "engines/speech/decimal_number.h"
 #include "engines/speech/engine_codes.h"
 #include "engines/speech/engine_params.h"
 
@@ -15,6 +16,39 @@ std::string parsed(const char* params) {
     return find_engine_code(r) != nullptr ? find_engine_code(r)->name : std::to_string(r);
   return s.voice + " " + std::to_string(s.rate) + " " + std::to_string(s.pitch) + " " + std::to_string(s.volume) + " " +
          std::to_string(s.format);
+}
+
+TEST(DecimalNumber, ReadsDigitsUpToTheLimitWithoutOverflow) {
+  constexpr uint64_t kAll = UINT64_MAX;
+  const struct {
+    const char* text;
+    uint64_t max;
+    int64_t value;  // -1: refused
+  } cases[] = {
+      {"0", 10, 0},
+      {"007", 10, 7},
+      {"65535", 65535, 65535},
+      {"65536", 65535, -1},
+      {"", 10, -1},
+      {"-1", 10, -1},
+      {" 1", 10, -1},
+      {"1e3", 5000, -1},
+      {"18446744073709551615", kAll, -2},
+      {"18446744073709551616", kAll, -1},
+      {"99999999999999999999999", kAll, -1},
+  };
+  for (const auto& c : cases) {
+    uint64_t v = 12345;
+    const bool ok = read_decimal(c.text, c.max, &v);
+    if (c.value == -2) {
+      EXPECT_TRUE(ok && v == kAll) << c.text;
+    } else {
+      EXPECT_EQ(ok ? static_cast<int64_t>(v) : -1, c.value) << c.text;
+      if (!ok) {
+        EXPECT_EQ(v, 12345u) << c.text;
+      }
+    }
+  }
 }
 
 TEST(EngineParams, ReadsKeysAndRefusesBadValues) {

@@ -42,9 +42,9 @@ TEST(ServerOptions, CommandLineWinsOverTheFile) {
   EXPECT_TRUE(f.allow_root);
   EXPECT_EQ(f.token_file, "/etc/tavn/token");
 
-  const ServerOptions c = build(file, {"--workers=5", "--listen", "0.0.0.0:80", "--read-timeout", "0.05"}, &why);
+  const ServerOptions c = build(file, {"--workers=5", "--listen", "192.0.2.7:80", "--read-timeout", "0.05"}, &why);
   ASSERT_EQ(c.listen.size(), 1u);
-  EXPECT_EQ(c.listen[0].host, "0.0.0.0");
+  EXPECT_EQ(c.listen[0].host, "192.0.2.7");
   EXPECT_EQ(c.workers, 5u);
   EXPECT_EQ(c.read_timeout.count(), 50);
   EXPECT_EQ(c.token_file, "/etc/tavn/token");

@@ -4,17 +4,14 @@
 #include <netinet/in.h>
 #include <sys/un.h>
 
+#include "engines/speech/decimal_number.h"
+
 namespace tavn::speech {
 namespace {
 
 bool read_port(std::string_view s, bool port_zero, uint16_t* out) {
-  if (s.empty() || s.size() > 5) return false;
-  uint32_t v = 0;
-  for (char c : s) {
-    if (c < '0' || c > '9') return false;
-    v = v * 10 + static_cast<uint32_t>(c - '0');
-  }
-  if ((v == 0 && !port_zero) || v > 65535) return false;
+  uint64_t v = 0;
+  if (!read_decimal(s, 65535, &v) || (v == 0 && !port_zero)) return false;
   *out = static_cast<uint16_t>(v);
   return true;
 }
